@@ -1,0 +1,57 @@
+// What a module's settings and panel look like, learned only through the
+// contract: a fresh instance saves into a scratch store, and its panel builder
+// runs against a capturing panel that cancels.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "tessivo/host/panel_driver.h"
+#include "tessivo/host/settings_store.h"
+
+namespace tessivo::host {
+
+class Instance;
+
+struct SettingDescription {
+  std::string key;
+  SettingValue defaultValue;  // its type is the setting's type
+  ValueType type() const { return defaultValue.type(); }
+};
+
+struct SettingsDescription {
+  bool saved = false;  // the save callback ran and reported success
+  std::string group;   // the group it wrote (empty if none)
+  std::vector<SettingDescription> settings;
+
+  const SettingDescription *find(std::string_view key) const;  // case-insensitive
+};
+
+struct PanelDescription {
+  bool available = false;  // the module has a panel and built a dialog
+  PanelRect rect;
+  std::vector<PanelControlModel> controls;
+
+  // The editable control whose caption matches name (case-insensitive).
+  const PanelControlModel *findControl(std::string_view name) const;
+};
+
+SettingsDescription describeSettings(Instance &instance);
+PanelDescription describePanel(Instance &instance);
+
+// "KEY=VALUE" turned into the key's typed value: integers (decimal or 0x..),
+// doubles, booleans (true/false/on/off/yes/no/1/0), colours #RRGGBB or
+// #AARRGGBB (a colour stored as an integer takes the packed word), and popup
+// entry labels of the panel control named like the key. Number-field ranges
+// are checked. Throws std::runtime_error naming the key for an unknown key or
+// a bad value.
+struct SettingAssignment {
+  std::string key;  // as the module spells it
+  SettingValue value;
+};
+SettingAssignment parseSettingAssignment(std::string_view text, const SettingsDescription &settings,
+                                         const PanelDescription &panel);
+
+}  // namespace tessivo::host
