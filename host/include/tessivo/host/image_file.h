@@ -18,7 +18,7 @@ inline constexpr std::uint32_t kMaxPngSide = 32768;
 inline constexpr std::uint64_t kMaxPngPixels = std::uint64_t{1} << 28;
 
 // Reads any PNG (palette, grey, 16-bit, with or without alpha). Throws
-// std::runtime_error "<path>: <reason>" for a missing, unreadable, truncated
+// HostError "<path>: <reason>" for a missing, unreadable, truncated
 // or corrupt file, or one too large.
 Image readPng(const std::filesystem::path &path, PngTarget target = PngTarget::Argb);
 

@@ -45,7 +45,7 @@ PanelDescription describePanel(Instance &instance);
 // doubles, booleans (true/false/on/off/yes/no/1/0), colours #RRGGBB or
 // #AARRGGBB (a colour stored as an integer takes the packed word), and popup
 // entry labels of the panel control named like the key. Number-field ranges
-// are checked. Throws std::runtime_error naming the key for an unknown key or
+// are checked. Throws HostError naming the key for an unknown key or
 // a bad value.
 struct SettingAssignment {
   std::string key;  // as the module spells it

@@ -46,7 +46,7 @@ private:
 };
 
 // Parses "CONTROL=VALUE" into a Set action, "ok"/"cancel"/"hit:N" into a Hit.
-// Throws std::runtime_error with a one-line message on anything else.
+// Throws HostError with a one-line message on anything else.
 PanelAction parsePanelAction(std::string_view text);
 
 }  // namespace tessivo::host

@@ -52,7 +52,7 @@ public:
   ValueType type() const { return static_cast<ValueType>(value_.index()); }
   const Storage &storage() const { return value_; }
 
-  // Typed access; throws std::runtime_error naming the actual type on mismatch.
+  // Typed access; throws HostError naming the actual type on mismatch.
   std::int64_t asInteger() const;
   double asDouble() const;
   bool asBoolean() const;
@@ -98,7 +98,7 @@ public:
   // The whole store as {"format":"tessivo-settings","version":1,"groups":{...}}.
   nlohmann::json toJson() const;
   // Replaces the contents with a validated document; on error throws
-  // std::runtime_error "<source>: <what is wrong>" and leaves the store unchanged.
+  // HostError "<source>: <what is wrong>" and leaves the store unchanged.
   void fromJson(const nlohmann::json &document, std::string_view source);
 
   // Writes atomically (temporary file in the same folder, then rename).

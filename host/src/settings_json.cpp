@@ -1,0 +1,176 @@
+// The settings project file: {"format":"tessivo-settings","version":1,"groups":{...}}.
+#include <cerrno>
+#include <cmath>
+#include <cstring>
+#include <fstream>
+#include <limits>
+#include <nlohmann/json.hpp>
+#include <sstream>
+#include <stdexcept>
+
+#include "tessivo/host/error.h"
+#include "atomic_file.h"
+#include "settings_store_internal.h"
+#include "value_text.h"
+
+namespace tessivo::host {
+
+namespace {
+
+using nlohmann::json;
+
+constexpr std::string_view kFormat = "tessivo-settings";
+constexpr int kVersion = 1;
+constexpr std::uintmax_t kMaxFileBytes = 64u << 20;
+
+// Doubles that JSON cannot hold are written as these strings.
+json doubleToJson(double value) {
+  if (std::isnan(value)) return "nan";
+  if (std::isinf(value)) return value > 0 ? "inf" : "-inf";
+  return value;
+}
+
+json valueToJson(const SettingValue &value) {
+  json entry{{"type", valueTypeName(value.type())}};
+  switch (value.type()) {
+    case ValueType::Integer: entry["value"] = value.asInteger(); break;
+    case ValueType::Double: entry["value"] = doubleToJson(value.asDouble()); break;
+    case ValueType::Boolean: entry["value"] = value.asBoolean(); break;
+    case ValueType::Color: {
+      json components = json::array();
+      for (double component : value.asColor().components) components.push_back(doubleToJson(component));
+      entry["value"] = components;
+      break;
+    }
+    case ValueType::String: entry["value"] = value.asString(); break;
+  }
+  return entry;
+}
+
+class Reader {
+public:
+  explicit Reader(std::string_view source) : source_(source) {}
+
+  [[noreturn]] void fail(const std::string &where, const std::string &what) const {
+    throw HostError(std::string(source_) + ": " + (where.empty() ? "" : where + ": ") + what);
+  }
+
+  double readDouble(const json &value, const std::string &where) const {
+    if (value.is_number()) return value.get<double>();
+    if (value.is_string()) {
+      const auto &text = value.get_ref<const std::string &>();
+      if (text == "nan") return std::numeric_limits<double>::quiet_NaN();
+      if (text == "inf") return std::numeric_limits<double>::infinity();
+      if (text == "-inf") return -std::numeric_limits<double>::infinity();
+    }
+    fail(where, "expected a number, found " + value.dump());
+  }
+
+  SettingValue readValue(const json &entry, const std::string &where) const {
+    if (!entry.is_object()) fail(where, "expected an object with \"type\" and \"value\"");
+    const auto type = entry.find("type");
+    const auto value = entry.find("value");
+    if (type == entry.end() || !type->is_string()) fail(where, "missing \"type\"");
+    if (value == entry.end()) fail(where, "missing \"value\"");
+    const auto &name = type->get_ref<const std::string &>();
+    if (name == "integer") {
+      if (value->is_number_integer() && !(value->is_number_unsigned() &&
+                                          value->get<std::uint64_t>() > std::uint64_t{INT64_MAX}))
+        return SettingValue(value->get<std::int64_t>());
+      fail(where, "expected a 64-bit integer, found " + value->dump());
+    }
+    if (name == "double") return SettingValue(readDouble(*value, where));
+    if (name == "boolean") {
+      if (value->is_boolean()) return SettingValue(value->get<bool>());
+      fail(where, "expected true or false, found " + value->dump());
+    }
+    if (name == "color") return SettingValue(readColor(*value, where));
+    if (name == "string") {
+      if (value->is_string()) return SettingValue(value->get<std::string>());
+      fail(where, "expected a string, found " + value->dump());
+    }
+    fail(where, "unknown type \"" + name + "\" (expected integer, double, boolean, color or string)");
+  }
+
+  Color readColor(const json &value, const std::string &where) const {
+    if (value.is_string()) {
+      if (const auto hex = parseHexColor(value.get_ref<const std::string &>())) return Color::fromPacked(hex->argb);
+      fail(where, "expected #RRGGBB or #AARRGGBB, found " + value.dump());
+    }
+    if (!value.is_array() || (value.size() != 4 && value.size() != 2))
+      fail(where, "expected a colour of 4 components (red, green, blue, alpha) or 2 (grey, alpha), found " +
+                      value.dump());
+    Color color{{}};
+    for (const json &component : value) color.components.push_back(readDouble(component, where));
+    return color;
+  }
+
+  SettingsGroups readDocument(const json &document) const {
+    if (!document.is_object()) fail("", "expected a JSON object");
+    const auto format = document.find("format");
+    if (format == document.end() || *format != kFormat)
+      fail("", "not a settings file (\"format\" must be \"" + std::string(kFormat) + "\")");
+    const auto version = document.find("version");
+    if (version == document.end() || !version->is_number_integer() || version->get<std::int64_t>() != kVersion)
+      fail("", "unsupported version (expected " + std::to_string(kVersion) + ")");
+    const auto groups = document.find("groups");
+    if (groups == document.end() || !groups->is_object()) fail("", "\"groups\" must be an object");
+    SettingsGroups result;
+    for (const auto &[groupName, group] : groups->items()) {
+      const std::string groupWhere = "group \"" + groupName + "\"";
+      if (!group.is_object()) fail(groupWhere, "expected an object of keys");
+      SettingsGroupData &data = result[groupName];
+      for (const auto &[key, entry] : group.items())
+        data[key].value = readValue(entry, groupWhere + " key \"" + key + "\"");
+    }
+    return result;
+  }
+
+private:
+  std::string_view source_;
+};
+
+std::string sourceName(const std::filesystem::path &path) { return "settings file " + path.string(); }
+
+}  // namespace
+
+SettingsGroups settingsGroupsFromJson(const nlohmann::json &document, std::string_view source) {
+  return Reader(source).readDocument(document);
+}
+
+nlohmann::json SettingsStore::toJson() const {
+  json groups = json::object();
+  for (const std::string &group : this->groups()) {
+    json keys = json::object();
+    for (const std::string &key : this->keys(group)) keys[key] = valueToJson(*get(group, key));
+    groups[group] = std::move(keys);
+  }
+  return json{{"format", kFormat}, {"version", kVersion}, {"groups", std::move(groups)}};
+}
+
+void SettingsStore::saveFile(const std::filesystem::path &path) const {
+  writeFileAtomically(path, toJson().dump(2) + "\n");
+}
+
+void SettingsStore::loadFile(const std::filesystem::path &path) {
+  const std::string source = sourceName(path);
+  std::ifstream file(path, std::ios::binary);
+  if (!file) throw HostError(source + ": cannot open: " + std::strerror(errno));
+  std::error_code error;
+  const auto size = std::filesystem::file_size(path, error);
+  if (!error && size > kMaxFileBytes) throw HostError(source + ": too large to be a settings file");
+  std::ostringstream contents;
+  contents << file.rdbuf();
+  if (file.bad()) throw HostError(source + ": read error");
+  json document;
+  try {
+    document = json::parse(contents.str());
+  } catch (const json::parse_error &e) {
+    std::string message = e.what();
+    if (const auto bracket = message.find("] "); bracket != std::string::npos) message.erase(0, bracket + 2);
+    throw HostError(source + ": invalid JSON: " + message);
+  }
+  fromJson(document, source);
+}
+
+}  // namespace tessivo::host

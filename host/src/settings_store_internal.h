@@ -1,0 +1,23 @@
+// The store's data, shared by its table callbacks and its JSON persistence.
+#pragma once
+
+#include <map>
+#include <string>
+
+#include "cf_reference.h"
+#include "tessivo/host/settings_store.h"
+
+namespace tessivo::host {
+
+struct SettingsEntry {
+  SettingValue value;
+  // The CF object last handed out by GetValue; kept alive for the bundle.
+  mutable CFReference handedOut;
+};
+
+using SettingsGroupData = std::map<std::string, SettingsEntry, std::less<>>;
+using SettingsGroups = std::map<std::string, SettingsGroupData, std::less<>>;
+
+SettingsGroups settingsGroupsFromJson(const nlohmann::json &document, std::string_view source);
+
+}  // namespace tessivo::host
