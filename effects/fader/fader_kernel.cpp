@@ -1,21 +1,85 @@
 #include "fader_kernel.h"
 
+#include <bit>
 #include <cmath>
 #include <cstddef>
+#include <cstring>
 
 namespace tessivo {
 namespace {
 
-// Each row is one flat loop over 32-bit lanes with loop-invariant weights,
-// which the compiler turns into vector multiplies.
+// Weights strictly between 0 and 65536 (amounts in (0, 1)) are the common
+// case: the complement k then fits 16 bits and nothing wraps, so
+// (s * k + t) >> 16 can be taken in 16-bit lanes. With k = kh * 256 + kl and
+// t = th * 65536 + tm * 256 + tl (all bytes):
+//   low  = s * kl + tl                  (< 2^16)
+//   high = s * kh + tm + (low >> 8)     (< 2^16)
+//   (s * k + t) >> 16 = th + (high >> 8)
+// Other weights take the general loops, whose products wrap modulo 2^32.
+bool FitsSixteenBits(uint32_t weight) { return weight - 1u < 65535u; }
+
+struct SplitWeight {
+  uint16_t kl, kh;
+};
+
+SplitWeight SplitKeep(uint32_t keep) { return {static_cast<uint16_t>(keep & 0xFFu), static_cast<uint16_t>(keep >> 8)}; }
+
+// The split targets of sixteen consecutive bytes: one value throughout for
+// Planar8, the four channels' values repeated for ARGB.
+struct TargetPattern {
+  static constexpr size_t kLength = 16;
+  uint16_t tl[kLength], tm[kLength], th[kLength];
+
+  void set(size_t byte, uint32_t toward) {
+    tl[byte] = static_cast<uint16_t>(toward & 0xFFu);
+    tm[byte] = static_cast<uint16_t>((toward >> 8) & 0xFFu);
+    th[byte] = static_cast<uint16_t>(toward >> 16);
+  }
+};
+
+inline uint8_t FadeByte(uint16_t s, SplitWeight k, uint16_t tl, uint16_t tm, uint16_t th) {
+  const auto low = static_cast<uint16_t>(s * k.kl + tl);
+  const auto high = static_cast<uint16_t>(s * k.kh + tm + (low >> 8));
+  return static_cast<uint8_t>(th + (high >> 8));
+}
+
+// Blocks of sixteen bytes go through local copies, so the block is one
+// vector operation whether or not the source and destination overlap.
+void FadeBytes(const uint8_t *source, uint8_t *destination, size_t count, SplitWeight keep,
+               const TargetPattern &toward) {
+  constexpr size_t kBlock = TargetPattern::kLength;
+  size_t i = 0;
+  for (; i + kBlock <= count; i += kBlock) {
+    uint8_t in[kBlock];
+    uint8_t out[kBlock];
+    std::memcpy(in, source + i, kBlock);
+    for (size_t j = 0; j < kBlock; ++j) {
+      out[j] = FadeByte(in[j], keep, toward.tl[j], toward.tm[j], toward.th[j]);
+    }
+    std::memcpy(destination + i, out, kBlock);
+  }
+  for (; i < count; ++i) {
+    const size_t j = i % kBlock;
+    destination[i] = FadeByte(source[i], keep, toward.tl[j], toward.tm[j], toward.th[j]);
+  }
+}
+
 void FadePlanar8(const FadeImage &image, uint32_t grey, uint32_t weight) {
   const uint32_t keep = 65536u - weight;
   const uint32_t toward = weight * grey;
+  TargetPattern pattern;
+  for (size_t byte = 0; byte < TargetPattern::kLength; ++byte) {
+    pattern.set(byte, toward);
+  }
   const auto *sourceRow = static_cast<const uint8_t *>(image.source);
   auto *destinationRow = static_cast<uint8_t *>(image.destination);
   for (uint32_t y = 0; y < image.height; ++y) {
-    for (uint32_t x = 0; x < image.width; ++x) {
-      destinationRow[x] = static_cast<uint8_t>((sourceRow[x] * keep + toward) >> 16);
+    if (FitsSixteenBits(weight)) {
+      FadeBytes(sourceRow, destinationRow, image.width, SplitKeep(keep), pattern);
+    } else {
+      for (uint32_t x = 0; x < image.width; ++x) {
+        destinationRow[x] = static_cast<uint8_t>((sourceRow[x] * keep + toward) >> 16);
+      }
     }
     sourceRow += image.sourceRowBytes;
     destinationRow += image.destinationRowBytes;
@@ -24,22 +88,31 @@ void FadePlanar8(const FadeImage &image, uint32_t grey, uint32_t weight) {
 
 void FadeArgb(const FadeImage &image, uint32_t color, uint32_t weight) {
   const uint32_t keep = 65536u - weight;
-  const uint32_t towardA = weight * (color >> 24);
-  const uint32_t towardR = weight * ((color >> 16) & 0xFFu);
-  const uint32_t towardG = weight * ((color >> 8) & 0xFFu);
-  const uint32_t towardB = weight * (color & 0xFFu);
+  // The ARGB word's channels are its four bytes in memory.
+  TargetPattern pattern;
+  for (size_t byte = 0; byte < TargetPattern::kLength; ++byte) {
+    const size_t channel = byte % 4;
+    const size_t shift = std::endian::native == std::endian::little ? 8 * channel : 24 - 8 * channel;
+    pattern.set(byte, weight * ((color >> shift) & 0xFFu));
+  }
   const auto *sourceRow = static_cast<const uint32_t *>(image.source);
   auto *destinationRow = static_cast<uint32_t *>(image.destination);
   const size_t sourceStride = image.sourceRowBytes >> 2;
   const size_t destinationStride = image.destinationRowBytes >> 2;
   for (uint32_t y = 0; y < image.height; ++y) {
-    for (uint32_t x = 0; x < image.width; ++x) {
-      const uint32_t s = sourceRow[x];
-      const uint32_t a = ((towardA + keep * (s >> 24)) >> 16) & 0xFFu;
-      const uint32_t r = ((towardR + keep * ((s >> 16) & 0xFFu)) >> 16) & 0xFFu;
-      const uint32_t g = ((towardG + keep * ((s >> 8) & 0xFFu)) >> 16) & 0xFFu;
-      const uint32_t b = ((towardB + keep * (s & 0xFFu)) >> 16) & 0xFFu;
-      destinationRow[x] = a << 24 | r << 16 | g << 8 | b;
+    if (FitsSixteenBits(weight)) {
+      FadeBytes(reinterpret_cast<const uint8_t *>(sourceRow), reinterpret_cast<uint8_t *>(destinationRow),
+                size_t{image.width} * 4, SplitKeep(keep), pattern);
+    } else {
+      for (uint32_t x = 0; x < image.width; ++x) {
+        const uint32_t s = sourceRow[x];
+        uint32_t result = 0;
+        for (uint32_t shift = 0; shift < 32; shift += 8) {
+          const uint32_t towardChannel = weight * ((color >> shift) & 0xFFu);
+          result |= (((towardChannel + keep * ((s >> shift) & 0xFFu)) >> 16) & 0xFFu) << shift;
+        }
+        destinationRow[x] = result;
+      }
     }
     sourceRow += sourceStride;
     destinationRow += destinationStride;

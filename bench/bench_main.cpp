@@ -1,0 +1,67 @@
+// Runs every registered benchmark, then prints each one's time as a multiple
+// of the memcpy of the same frame format measured in the same run.
+#include "bench_frame.h"
+
+#include <cstdio>
+#include <cstring>
+#include <map>
+#include <string>
+
+namespace tessivo::bench {
+namespace {
+
+constexpr const char *kBaseline = "memcpy";
+
+// The row-by-row copy a host does between padded frames: the floor every
+// kernel is measured against.
+void CopyFrame(benchmark::State &state, uint32_t format) {
+  BenchFrame source(format, 1);
+  BenchFrame destination(format, 2);
+  for (auto _ : state) {
+    for (uint32_t y = 0; y < BenchFrame::kHeight; ++y) {
+      std::memcpy(destination.row(y), source.row(y), size_t{BenchFrame::kWidth} * source.bytesPerPixel);
+    }
+    benchmark::ClobberMemory();
+  }
+  CountFrames(state, destination);
+}
+
+// Keeps the console output and remembers each run's real time by name.
+class RatioReporter : public benchmark::ConsoleReporter {
+ public:
+  void ReportRuns(const std::vector<Run> &runs) override {
+    ConsoleReporter::ReportRuns(runs);
+    for (const Run &run : runs) {
+      if (run.run_type == Run::RT_Iteration && !run.error_occurred) times_[run.benchmark_name()] = run.GetAdjustedRealTime();
+    }
+  }
+
+  void printRatios() const {
+    std::printf("\n");
+    for (const auto &[name, time] : times_) {
+      const size_t slash = name.find('/');
+      if (slash == std::string::npos || name.compare(0, slash, kBaseline) == 0) continue;
+      const auto baseline = times_.find(kBaseline + name.substr(slash));
+      if (baseline == times_.end() || baseline->second <= 0.0) continue;
+      std::printf("%s: %.2fx memcpy\n", name.c_str(), time / baseline->second);
+    }
+  }
+
+ private:
+  std::map<std::string, double> times_;
+};
+
+}  // namespace
+}  // namespace tessivo::bench
+
+int main(int argc, char **argv) {
+  using namespace tessivo::bench;
+  RegisterForBothFormats(kBaseline, CopyFrame);
+  benchmark::Initialize(&argc, argv);
+  if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
+  RatioReporter reporter;
+  benchmark::RunSpecifiedBenchmarks(&reporter);
+  reporter.printRatios();
+  benchmark::Shutdown();
+  return 0;
+}
