@@ -2,9 +2,9 @@
 // host's bitmap service for the new instance.
 #include "tessivo/frame/module_factory.h"
 
-#include <array>
 #include <new>
 
+#include "effects/fader/fader_module.h"
 #include "tessivo/frame/module_codes.h"
 
 namespace tessivo {
@@ -23,7 +23,9 @@ ModuleInstance *Construct(HostCall *call, ModuleClassRecord *classRecord, Bitmap
 }
 
 // One row per module in the bundle.
-constexpr std::array<FactoryEntry, 0> kModules = {};
+constexpr FactoryEntry kModules[] = {
+    {kFaderCode, &Construct<FaderModule>},
+};
 
 BitmapService *AcquireBitmapService(const HostCall *call) {
   const ServiceTable *services = call->serviceTable;

@@ -1,0 +1,157 @@
+// Settings conversions: readers with defaults, diagnostics and clamping;
+// writers and colour packing.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <limits>
+#include <string>
+
+#include "tessivo/frame/settings_values.h"
+
+using namespace tessivo;
+
+namespace {
+
+// Owns a CoreFoundation value for the length of a test.
+struct Owned {
+  explicit Owned(CFTypeRef v) : value(v) {}
+  ~Owned() { CFRelease(value); }
+  Owned(const Owned &) = delete;
+  CFTypeRef value;
+};
+
+Owned Number(int64_t value) { return Owned(CFNumberCreate(kCFAllocatorDefault, kCFNumberSInt64Type, &value)); }
+Owned Real(double value) { return Owned(CFNumberCreate(kCFAllocatorDefault, kCFNumberDoubleType, &value)); }
+Owned Text(const char *text) {
+  return Owned(CFStringCreateWithCString(kCFAllocatorDefault, text, kCFStringEncodingUTF8));
+}
+Owned Color(std::initializer_list<CGFloat> components, bool rgb = true) {
+  CGColorSpaceRef space = rgb ? CGColorSpaceCreateDeviceRGB() : CGColorSpaceCreateDeviceGray();
+  CGColorRef color = CGColorCreate(space, std::data(components));
+  CGColorSpaceRelease(space);
+  return Owned(color);
+}
+
+// The first line a call prints on stdout.
+template <typename Fn>
+std::string FirstLine(Fn fn) {
+  testing::internal::CaptureStdout();
+  fn();
+  const std::string out = testing::internal::GetCapturedStdout();
+  return out.substr(0, out.find('\n'));
+}
+
+TEST(SettingsValues, BooleansFromBooleansAndNumbers) {
+  EXPECT_EQ(ReadBoolean(nullptr, 1), 1);
+  EXPECT_EQ(ReadBoolean(kCFBooleanTrue, 0), 1);
+  EXPECT_EQ(ReadBoolean(kCFBooleanFalse, 1), 0);
+  EXPECT_EQ(ReadBoolean(Number(-3).value, 0), 1);
+  EXPECT_EQ(ReadBoolean(Number(0).value, 1), 0);
+  Owned text = Text("yes");
+  uint8_t result = 0;
+  EXPECT_EQ(FirstLine([&] { result = ReadBoolean(text.value, 1); }), "Wrong boolean value");
+  EXPECT_EQ(result, 1);
+  EXPECT_EQ(MakeBoolean(7), kCFBooleanTrue);
+  EXPECT_EQ(MakeBoolean(0), kCFBooleanFalse);
+}
+
+TEST(SettingsValues, NumbersWithDefaultsAndDiagnostics) {
+  EXPECT_EQ(ReadDouble(nullptr, 2.5), 2.5);
+  EXPECT_EQ(ReadDouble(Real(0.25).value, 2.5), 0.25);
+  EXPECT_EQ(ReadInt64(Number(-(int64_t{1} << 40)).value, 0), -(int64_t{1} << 40));
+  EXPECT_EQ(ReadInt32(Number(-7).value, 0), -7);
+  EXPECT_EQ(ReadUInt32(nullptr, 0xFFFFFFF0u), 0xFFFFFFF0u);
+  EXPECT_EQ(ReadUInt32(Number((int64_t{5} << 32) | 0x80000001).value, 0), 0x80000001u);  // low word as it comes
+
+  Owned text = Text("x");
+  double d = 0;
+  int64_t i64 = 0;
+  int32_t i32 = 0;
+  EXPECT_EQ(FirstLine([&] { d = ReadDouble(text.value, 1.5); }), "Wrong number value");
+  EXPECT_EQ(FirstLine([&] { i64 = ReadInt64(kCFBooleanTrue, 9); }), "Wrong number value");
+  EXPECT_EQ(FirstLine([&] { i32 = ReadInt32(text.value, -4); }), "Wrong number value");
+  EXPECT_EQ(d, 1.5);
+  EXPECT_EQ(i64, 9);
+  EXPECT_EQ(i32, -4);
+  EXPECT_EQ(FirstLine([] { ReadInt32(nullptr, 3); }), "");  // a missing value is silent
+}
+
+TEST(SettingsValues, ClampingRaisesThenLowers) {
+  EXPECT_EQ(ReadInt32Clamped(nullptr, 50, 0, 10), 10);
+  EXPECT_EQ(ReadInt32Clamped(Number(-5).value, 50, 0, 10), 0);
+  EXPECT_EQ(ReadDoubleClamped(Real(-1.0).value, 0.0, 0.5, 2.0), 0.5);
+  EXPECT_EQ(ReadDoubleClamped(nullptr, 9.0, 0.5, 2.0), 2.0);
+  EXPECT_EQ(ReadInt64Clamped(Number(5).value, 0, 10, 3), 3);  // minimum above maximum: maximum wins
+  EXPECT_EQ(ReadInt64Clamped(Number(-1).value, 0, -10, 3), -1);
+  // Unsigned comparisons: a stored -1 is 0xFFFFFFFF, above any maximum.
+  EXPECT_EQ(ReadUInt32Clamped(Number(-1).value, 0, 1, 100), 100u);
+  EXPECT_EQ(ReadUInt32Clamped(Number(0).value, 0, 1, 100), 1u);
+}
+
+TEST(SettingsValues, PackedColoursReadAndWritten) {
+  EXPECT_EQ(ReadPackedColor(Color({1.0, 0.0, 0.0, 1.0}).value, 0), 0xFFFF0000u);
+  EXPECT_EQ(ReadPackedColor(Color({0.5, 0.25, 1.0, 0.5}).value, 0), 0x7F7F3FFFu);
+  EXPECT_EQ(ReadPackedColor(nullptr, 0x12345678u), 0x12345678u);
+  // Out-of-range components truncate and wrap into their byte.
+  EXPECT_EQ(ReadPackedColor(Color({2.0, -0.5, std::nan(""), 1.0}).value, 0), 0xFFFE8100u);
+
+  uint32_t packed = 0;
+  Owned grey = Color({0.5, 1.0}, false);
+  EXPECT_EQ(FirstLine([&] { packed = ReadPackedColor(grey.value, 0xABCDEF01u); }), "Wrong color format");
+  EXPECT_EQ(packed, 0xABCDEF01u);
+  EXPECT_EQ(FirstLine([&] { packed = ReadPackedColor(Number(1).value, 7); }), "Wrong color type");
+  EXPECT_EQ(packed, 7u);
+
+  Owned made(MakePackedColor(0x80FF8000u));
+  auto color = static_cast<CGColorRef>(const_cast<void *>(made.value));
+  ASSERT_EQ(CGColorGetNumberOfComponents(color), 4u);
+  const CGFloat *c = CGColorGetComponents(color);
+  const float half = 128.0f * 0.003921569f;
+  EXPECT_EQ(c[0], static_cast<CGFloat>(255.0f * 0.003921569f));
+  EXPECT_EQ(c[1], static_cast<CGFloat>(half));
+  EXPECT_EQ(c[2], 0.0);
+  EXPECT_EQ(c[3], static_cast<CGFloat>(half));
+  EXPECT_NEAR(c[1], 0.5019608, 1e-7);
+  EXPECT_EQ(ReadPackedColor(made.value, 0), 0x80FF8000u);  // round trip
+
+  Owned argOrder(MakeColor(0.25f, 1.0f, 0.5f, 0.0f));
+  const CGFloat *d = CGColorGetComponents(static_cast<CGColorRef>(const_cast<void *>(argOrder.value)));
+  EXPECT_EQ(d[0], 1.0);
+  EXPECT_EQ(d[1], 0.5);
+  EXPECT_EQ(d[2], 0.0);
+  EXPECT_EQ(d[3], 0.25);
+}
+
+TEST(SettingsValues, ColourComponents) {
+  float a = -1, r = -1, g = -1, b = -1;
+  ReadColorComponents(Real(0.5).value, &a, &r, &g, &b);  // a number is white at that opacity
+  EXPECT_EQ(a, 0.5f);
+  EXPECT_EQ(r, 1.0f);
+  EXPECT_EQ(g, 1.0f);
+  EXPECT_EQ(b, 1.0f);
+  ReadColorComponents(Color({0.1, 0.2, 0.3, 0.4}).value, &a, nullptr, &g, nullptr);
+  EXPECT_EQ(a, 0.4f);
+  EXPECT_EQ(g, 0.2f);
+  EXPECT_EQ(r, 1.0f);  // not given, not written
+  ReadColorComponents(nullptr, &a, &r, &g, &b);
+  EXPECT_EQ(a, 0.4f);
+  Owned text = Text("red");
+  EXPECT_EQ(FirstLine([&] { ReadColorComponents(text.value, &a, &r, &g, &b); }), "Wrong color type");
+  Owned grey = Color({0.5, 1.0}, false);
+  EXPECT_EQ(FirstLine([&] { ReadColorComponents(grey.value, &a, &r, &g, &b); }), "Wrong color format");
+  EXPECT_EQ(a, 0.4f);
+}
+
+TEST(SettingsValues, WritersKeepTypesAndRange) {
+  Owned big(MakeUInt32(0xFFFFFFFFu));
+  EXPECT_EQ(ReadInt64(big.value, 0), int64_t{0xFFFFFFFF});
+  Owned i32(MakeInt32(-5));
+  EXPECT_EQ(CFNumberGetType(static_cast<CFNumberRef>(i32.value)), kCFNumberSInt32Type);
+  EXPECT_EQ(ReadInt32(i32.value, 0), -5);
+  Owned i64(MakeInt64(std::numeric_limits<int64_t>::min()));
+  EXPECT_EQ(ReadInt64(i64.value, 0), std::numeric_limits<int64_t>::min());
+  Owned real(MakeDouble(0.1));
+  EXPECT_EQ(ReadDouble(real.value, 0), 0.1);
+}
+
+}  // namespace
