@@ -110,6 +110,7 @@ private:
   std::optional<std::size_t> failAt_;
   bool failDialog_ = false;
   std::size_t controlsAttempted_ = 0;
+  std::vector<bool> claimed_;  // static texts already naming a control
 };
 
 // Answers nothing and cancels at once: used to learn what a panel contains.
