@@ -38,6 +38,10 @@ void blitRect(const Image& source, int64_t sx, int64_t sy, int64_t w, int64_t h,
 void fillRect(Image& image, int64_t x, int64_t y, int64_t w, int64_t h, uint32_t value);
 // Fills the whole image with a value in its format.
 void fill(Image& image, uint32_t value);
+// Like blitRect and fillRect, but mixing at opacity in [0, 1] (1: plain copy or fill, 0: nothing).
+void blendBlitRect(const Image& source, int64_t sx, int64_t sy, int64_t w, int64_t h, Image& destination,
+                   int64_t dx, int64_t dy, float opacity);
+void blendFillRect(Image& image, int64_t x, int64_t y, int64_t w, int64_t h, uint32_t value, float opacity);
 // Blends `value` over the pixel at opacity in [0, 1], channel by channel, rounding to nearest.
 uint32_t blendPixel(uint32_t under, uint32_t over, float opacity, uint32_t pixelFormat);
 

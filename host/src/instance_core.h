@@ -1,0 +1,89 @@
+// The state behind one instance: its host tables, the records it registered,
+// its ports, the requests placed on them and what a frame keeps alive.
+#pragma once
+
+#include "tessivo/host/bundle.h"
+#include "tessivo/host/image.h"
+#include "tessivo/host/input_source.h"
+#include "tessivo/host/instance.h"
+
+#include <marlix/marlix.h>
+
+#include <atomic>
+#include <deque>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace tessivo::host {
+
+class InstanceCore {
+ public:
+  InstanceCore(Bundle& bundle, uint32_t code);
+  ~InstanceCore();
+
+  InstanceCore(const InstanceCore&) = delete;
+  InstanceCore& operator=(const InstanceCore&) = delete;
+
+  // The live core a table cookie names, or null.
+  static InstanceCore* fromCookie(void* cookie);
+
+  Recorder* recorder() const { return bundle.recorder(); }
+  void log(const char* function, std::initializer_list<std::string> arguments) const;
+
+  // Keeps a delivered value alive until the frame ends; thread-safe.
+  float* keepFloat(float value);
+  uint32_t* keepWord(uint32_t value);
+  void keepImage(std::shared_ptr<const Image> image);
+  void keepThread(std::thread thread);
+  void noteDeliveryError(std::string message);
+  // Joins delivery threads and releases what the frame kept; returns the delivery errors.
+  std::vector<std::string> endFrame();
+
+  Bundle& bundle;
+  const uint32_t code;
+
+  HostPortApi portApi{};
+  BitmapService bitmapService{};
+  ServiceTable serviceTable{};
+  ErrorTable errorTable{};
+  HostCall call{};
+  ModuleClassRecord classRecord{};
+
+  // Records in registration order, with the latest of each kind.
+  std::vector<uint32_t> registrationOrder;
+  const InstanceInfoRecord* info = nullptr;
+  const SettingsSaveRecord* save = nullptr;
+  const ParameterRecord* parameters = nullptr;
+  const SettingsDialogRecord* dialog = nullptr;
+  const OutputCacheRecord* outputCache = nullptr;
+  std::vector<ReportedError> reportedErrors;
+
+  std::vector<PortInfo> ports;
+  std::vector<std::shared_ptr<InputSource>> inputs;  // one per port
+  std::map<uint32_t, InputRequest> requests;          // placed and not withdrawn
+  mutable std::mutex requestsMutex;
+
+  std::shared_ptr<Image> output = std::make_shared<Image>();
+  Image cacheImage;
+  void* cache = nullptr;  // from the 'effs' create callback
+  std::atomic<bool> rendering{false};
+  uint32_t prepareDestinationCalls = 0;
+
+ private:
+  std::mutex frameMutex_;
+  std::deque<float> floats_;
+  std::deque<uint32_t> words_;
+  std::vector<std::shared_ptr<const Image>> images_;
+  std::vector<std::thread> threads_;
+  std::vector<std::string> deliveryErrors_;
+};
+
+// Fill the tables of a new core with the host's functions.
+void installPortApi(InstanceCore& core);
+void installBitmapService(InstanceCore& core);
+
+}  // namespace tessivo::host
