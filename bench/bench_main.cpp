@@ -7,6 +7,8 @@
 #include <map>
 #include <string>
 
+#include <unistd.h>
+
 namespace tessivo::bench {
 namespace {
 
@@ -29,6 +31,9 @@ void CopyFrame(benchmark::State &state, uint32_t format) {
 // Keeps the console output and remembers each run's real time by name.
 class RatioReporter : public benchmark::ConsoleReporter {
  public:
+  // Colours only on a terminal, so logs stay plain text.
+  RatioReporter() : ConsoleReporter(isatty(fileno(stdout)) ? OO_Defaults : OO_Tabular) {}
+
   void ReportRuns(const std::vector<Run> &runs) override {
     ConsoleReporter::ReportRuns(runs);
     for (const Run &run : runs) {
