@@ -191,9 +191,11 @@ std::shared_ptr<const Image> Instance::render(const RenderSettings& settings) {
   HostEvent event{};
   event.value = &request;
   uint32_t result = 0;
+  bool requested = false;
   std::string failure;
   try {
     send(kOutputRequested, &event);
+    requested = true;
     send(kRenderStart, &event);
     if (inputConnected(1) && c.ports[1].type == FourCC("ddes")) {
       InputRequest onOffRequest;
@@ -216,6 +218,8 @@ std::shared_ptr<const Image> Instance::render(const RenderSettings& settings) {
     if (result == 0) send(kRequestCancelled, &event);
   } catch (const std::exception& error) {
     failure = error.what();
+    // The module placed its input requests at OutputRequested: let it withdraw them.
+    if (requested) send(kRequestCancelled, &event);
   }
   if (effs != nullptr && effs->end != nullptr) effs->end(c.cache, &request, 0);
   send(kRenderStop, &event);
