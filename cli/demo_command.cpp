@@ -1,0 +1,132 @@
+// `tessivo demo`: the built-in animated test scene through every module the
+// bundle offers, one PNG per module and a labelled contact sheet, in a new folder.
+#include "cli_common.h"
+
+#include <tessivo/host/contact_sheet.h>
+#include <tessivo/host/error.h>
+#include <tessivo/host/graph.h>
+#include <tessivo/host/image_file.h>
+#include <tessivo/host/test_scene.h>
+
+#include <CLI/CLI.hpp>
+#include <fmt/format.h>
+
+#include <cctype>
+#include <cstdio>
+#include <filesystem>
+
+namespace tessivo::cli {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+struct DemoOptions {
+  std::string out;
+  std::string size = "480x270";
+  double time = 1.0;
+};
+
+std::pair<uint32_t, uint32_t> parseSize(const std::string& text) {
+  unsigned width = 0, height = 0;
+  char extra = 0;
+  if (std::sscanf(text.c_str(), "%ux%u%c", &width, &height, &extra) != 2 || width == 0 || height == 0 ||
+      width > 4096 || height > 4096)
+    throw CliError(fmt::format("--size \"{}\": expected WxH, each from 1 to 4096 (e.g. 480x270)", text));
+  return {width, height};
+}
+
+// "Fader" -> "Fader"; anything but letters, digits, '-' and '_' becomes '_'.
+std::string fileSafe(const std::string& name) {
+  std::string safe;
+  for (const char c : name)
+    safe += std::isalnum(static_cast<unsigned char>(c)) || c == '-' || c == '_' ? c : '_';
+  return safe;
+}
+
+// ./tessivo-demo, else ./tessivo-demo-2, -3, ...: never an existing folder.
+fs::path freshFolder() {
+  const fs::path base = fs::absolute("tessivo-demo");
+  for (int n = 1; n < 10000; ++n) {
+    const fs::path candidate = n == 1 ? base : fs::path(fmt::format("{}-{}", base.string(), n));
+    std::error_code error;
+    if (fs::create_directory(candidate, error)) return candidate;
+    if (error) throw CliError(fmt::format("cannot create {}: {}", candidate.string(), error.message()));
+  }
+  throw CliError("no free tessivo-demo folder name; pass --out DIR");
+}
+
+void writeNew(const fs::path& path, const host::Image& image) {
+  std::error_code error;
+  if (fs::exists(path, error)) throw CliError(fmt::format("{} already exists; choose another --out", path.string()));
+  host::writePng(path, image);
+}
+
+void runDemo(const GlobalOptions& globals, const DemoOptions& options) {
+  const auto [width, height] = parseSize(options.size);
+  auto bundle = loadBundle(globals);
+
+  fs::path folder;
+  if (options.out.empty()) {
+    folder = freshFolder();
+  } else {
+    folder = fs::absolute(options.out);
+    std::error_code error;
+    fs::create_directories(folder, error);
+    if (error || !fs::is_directory(folder))
+      throw CliError(fmt::format("cannot use {} as the output folder", folder.string()));
+  }
+
+  host::Graph graph(*bundle);
+  const host::NodeId scene = graph.addTestScene();
+  const auto input = graph.renderFrame(scene, options.time, width, height);
+  std::vector<host::ContactTile> tiles;
+  tiles.push_back({"Input", *input});
+  writeNew(folder / "input.png", *input);
+
+  for (const host::ModuleInfo& module : bundle->modules()) {
+    const std::string code = host::codeToString(module.code);
+    host::NodeId node = 0;
+    try {
+      node = graph.addModule(module.code);
+    } catch (const host::HostError&) {
+      fmt::print(stderr, "skipped {} ({}): not available in this build\n", code, module.name);
+      continue;
+    }
+    host::Instance& instance = graph.instance(node);
+    for (const host::PortInfo& port : instance.ports())
+      if (!port.blank() && port.direction == kPortInput && port.type == kTypeImage) {
+        graph.connect(scene, node, port.index);
+        break;
+      }
+    try {
+      const auto output = graph.renderFrame(node, options.time, width, height);
+      writeNew(folder / fmt::format("{}-{}.png", code, fileSafe(module.name)), *output);
+      tiles.push_back({fmt::format("{} {}", code, module.name), *output});
+    } catch (const host::HostError& error) {
+      fmt::print(stderr, "skipped {} ({}): {}\n", code, module.name, oneLine(error.what()));
+    }
+  }
+
+  host::ContactSheetLayout layout;
+  layout.tileWidth = width;
+  layout.tileHeight = height;
+  layout.labelScale = width >= 320 ? 2 : 1;
+  writeNew(folder / "contact-sheet.png", host::makeContactSheet(tiles, layout));
+  fmt::print("Rendered {} modules at {}x{}, time {}\n", tiles.size() - 1, width, height, options.time);
+  fmt::print("{}\n", folder.string());
+}
+
+}  // namespace
+
+void addDemoCommand(CLI::App& app, GlobalOptions& globals) {
+  auto options = std::make_shared<DemoOptions>();
+  auto* command =
+      app.add_subcommand("demo", "Render the built-in test scene through every module, with a contact sheet");
+  command->add_option("--out", options->out, "Output folder (default: a new ./tessivo-demo, -2, -3, ...)");
+  command->add_option("--size", options->size, "Size of each picture, WxH")->capture_default_str();
+  command->add_option("--time", options->time, "Scene time in seconds")->capture_default_str();
+  command->callback([&globals, options] { runDemo(globals, *options); });
+}
+
+}  // namespace tessivo::cli
