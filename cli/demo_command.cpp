@@ -84,13 +84,14 @@ void runDemo(const GlobalOptions& globals, const DemoOptions& options) {
   tiles.push_back({"Input", *input});
   writeNew(folder / "input.png", *input);
 
+  std::string unavailable;
   for (const host::ModuleInfo& module : bundle->modules()) {
     const std::string code = host::codeToString(module.code);
     host::NodeId node = 0;
     try {
       node = graph.addModule(module.code);
     } catch (const host::HostError&) {
-      fmt::print(stderr, "skipped {} ({}): not available in this build\n", code, module.name);
+      unavailable += fmt::format("{}{} ({})", unavailable.empty() ? "" : ", ", code, module.name);
       continue;
     }
     host::Instance& instance = graph.instance(node);
@@ -108,6 +109,7 @@ void runDemo(const GlobalOptions& globals, const DemoOptions& options) {
     }
   }
 
+  if (!unavailable.empty()) fmt::print(stderr, "skipped, not available in this build: {}\n", unavailable);
   host::ContactSheetLayout layout;
   layout.tileWidth = width;
   layout.tileHeight = height;
