@@ -77,6 +77,16 @@ void runDemo(const GlobalOptions& globals, const DemoOptions& options) {
       throw CliError(fmt::format("cannot use {} as the output folder", folder.string()));
   }
 
+  // Every name this run may write is checked first, so a refusal leaves the folder as it was.
+  std::vector<std::string> names{"input.png", "contact-sheet.png"};
+  for (const host::ModuleInfo& module : bundle->modules())
+    names.push_back(fmt::format("{}-{}.png", host::codeToString(module.code), fileSafe(module.name)));
+  for (const std::string& name : names) {
+    std::error_code error;
+    if (fs::exists(folder / name, error))
+      throw CliError(fmt::format("{} already exists; choose another --out", (folder / name).string()));
+  }
+
   host::Graph graph(*bundle);
   const host::NodeId scene = graph.addTestScene();
   const auto input = graph.renderFrame(scene, options.time, width, height);

@@ -26,6 +26,10 @@ TEST_F(DescribeTest, ListShowsFaderWithItsFourPorts) {
   EXPECT_THAT(result.out, HasSubstr(" 1  in   ddes  value  Enable Input (On/Off)\n"));
   EXPECT_THAT(result.out, HasSubstr(" 2  in   ctrl  value  Fade Input (Fade)\n"));
   EXPECT_THAT(result.out, HasSubstr(" 3  out  imag  image  Image Output (Out)\n"));
+
+  const RunResult hidden = run({"list", "--hidden", "dfsn"});
+  ASSERT_EQ(hidden.exitCode, 0) << hidden.err;
+  EXPECT_THAT(hidden.out, HasSubstr("dfsn"));
 }
 
 TEST_F(DescribeTest, InfoShowsSettingsAndPanelControls) {
@@ -70,6 +74,15 @@ TEST_F(DemoTest, WritesEveryPictureIntoANewFolderEachRun) {
   const host::Image input = host::readPng(folder / "input.png");
   EXPECT_EQ(input.width(), 64u);
   EXPECT_EQ(input.height(), 36u);
+  // With nothing connected Fader fades halfway towards its default colour, transparent black.
+  const host::Image fader = host::readPng(folder / "fadr-Fader.png");
+  ASSERT_EQ(fader.width(), 64u);
+  for (uint32_t y = 0; y < 36; y += 5)
+    for (uint32_t x = 0; x < 64; x += 3) {
+      uint32_t halved = 0;
+      for (int shift = 0; shift < 32; shift += 8) halved |= (((input.pixel(x, y) >> shift) & 0xFF) >> 1) << shift;
+      ASSERT_EQ(fader.pixel(x, y), halved) << x << "," << y;
+    }
   const host::Image sheet = host::readPng(folder / "contact-sheet.png");
   EXPECT_GE(sheet.width(), 2u * 64u);  // input and Fader side by side at least
 
