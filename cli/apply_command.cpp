@@ -80,15 +80,18 @@ std::vector<ChainModule> addressed(const std::vector<ChainModule>& chain, const 
 void applySettings(host::Graph& graph, const std::vector<ChainModule>& chain, const std::string& text) {
   const auto [prefix, assignment] = splitModulePrefix(text);
   bool applied = false;
-  std::string firstError;
+  std::string known;
   for (const ChainModule& module : addressed(chain, prefix, "--set")) {
     host::Instance& instance = graph.instance(module.node);
     const host::SettingsDescription settings = host::describeSettings(instance);
     const auto equals = assignment.find('=');
     // Without a prefix, a key only some modules of the chain have goes to those modules.
     if (prefix.empty() && chain.size() > 1 && equals != std::string::npos &&
-        settings.find(assignment.substr(0, equals)) == nullptr)
+        settings.find(assignment.substr(0, equals)) == nullptr) {
+      for (const host::SettingDescription& setting : settings.settings)
+        known += fmt::format("{}{}:{}", known.empty() ? "" : ", ", host::codeToString(module.code), setting.key);
       continue;
+    }
     try {
       const host::SettingAssignment parsed =
           host::parseSettingAssignment(assignment, settings, host::describePanel(instance));
@@ -98,7 +101,9 @@ void applySettings(host::Graph& graph, const std::vector<ChainModule>& chain, co
       throw CliError(fmt::format("--set {}: {}: {}", text, instance.name(), error.what()));
     }
   }
-  if (!applied) throw CliError(fmt::format("--set {}: no module of the chain has this setting", text));
+  if (!applied)
+    throw CliError(fmt::format("--set {}: no module of the chain has this setting (known: {})", text,
+                               known.empty() ? "none" : known));
 }
 
 void applyControl(host::Graph& graph, const std::vector<ChainModule>& chain, const std::string& text) {
