@@ -125,7 +125,9 @@ void runDemo(const GlobalOptions& globals, const DemoOptions& options) {
   layout.tileHeight = height;
   layout.labelScale = width >= 320 ? 2 : 1;
   writeNew(folder / "contact-sheet.png", host::makeContactSheet(tiles, layout));
-  fmt::print("Rendered {} modules at {}x{}, time {}\n", tiles.size() - 1, width, height, options.time);
+  const size_t rendered = tiles.size() - 1;
+  fmt::print("Rendered {} module{} at {}x{}, time {}\n", rendered, rendered == 1 ? "" : "s", width, height,
+             options.time);
   fmt::print("{}\n", folder.string());
 }
 

@@ -58,6 +58,20 @@ T Clamp(T value, T minimum, T maximum) {
   return value;
 }
 
+// A number converted to T as the host's number type converts it; anything
+// else but null is reported and gives the fallback.
+template <class T>
+T ReadNumber(CFTypeRef value, T fallback, CFNumberType type) {
+  if (value == nullptr) return fallback;
+  if (!IsNumber(value)) {
+    ReportWrongValue("Wrong number value", value);
+    return fallback;
+  }
+  T number{};
+  CFNumberGetValue(static_cast<CFNumberRef>(value), type, &number);
+  return number;
+}
+
 }  // namespace
 
 uint8_t ReadBoolean(CFTypeRef value, uint8_t fallback) {
@@ -72,31 +86,13 @@ uint8_t ReadBoolean(CFTypeRef value, uint8_t fallback) {
   return fallback;
 }
 
-double ReadDouble(CFTypeRef value, double fallback) {
-  if (value == nullptr) return fallback;
-  if (!IsNumber(value)) {
-    ReportWrongValue("Wrong number value", value);
-    return fallback;
-  }
-  double number = 0.0;
-  CFNumberGetValue(static_cast<CFNumberRef>(value), kCFNumberDoubleType, &number);
-  return number;
-}
+double ReadDouble(CFTypeRef value, double fallback) { return ReadNumber(value, fallback, kCFNumberDoubleType); }
 
 double ReadDoubleClamped(CFTypeRef value, double fallback, double minimum, double maximum) {
   return Clamp(ReadDouble(value, fallback), minimum, maximum);
 }
 
-int64_t ReadInt64(CFTypeRef value, int64_t fallback) {
-  if (value == nullptr) return fallback;
-  if (!IsNumber(value)) {
-    ReportWrongValue("Wrong number value", value);
-    return fallback;
-  }
-  int64_t number = 0;
-  CFNumberGetValue(static_cast<CFNumberRef>(value), kCFNumberSInt64Type, &number);
-  return number;
-}
+int64_t ReadInt64(CFTypeRef value, int64_t fallback) { return ReadNumber(value, fallback, kCFNumberSInt64Type); }
 
 int64_t ReadInt64Clamped(CFTypeRef value, int64_t fallback, int64_t minimum, int64_t maximum) {
   return Clamp(ReadInt64(value, fallback), minimum, maximum);
@@ -110,16 +106,7 @@ uint32_t ReadUInt32Clamped(CFTypeRef value, uint32_t fallback, uint32_t minimum,
   return Clamp(ReadUInt32(value, fallback), minimum, maximum);
 }
 
-int32_t ReadInt32(CFTypeRef value, int32_t fallback) {
-  if (value == nullptr) return fallback;
-  if (!IsNumber(value)) {
-    ReportWrongValue("Wrong number value", value);
-    return fallback;
-  }
-  int32_t number = 0;
-  CFNumberGetValue(static_cast<CFNumberRef>(value), kCFNumberSInt32Type, &number);
-  return number;
-}
+int32_t ReadInt32(CFTypeRef value, int32_t fallback) { return ReadNumber(value, fallback, kCFNumberSInt32Type); }
 
 int32_t ReadInt32Clamped(CFTypeRef value, int32_t fallback, int32_t minimum, int32_t maximum) {
   return Clamp(ReadInt32(value, fallback), minimum, maximum);

@@ -5,6 +5,8 @@
 
 #include <gtest/gtest.h>
 
+#include <optional>
+
 namespace tessivo::host {
 namespace {
 
@@ -48,11 +50,12 @@ TEST(Image, StampChangesOnEveryWriteOnly) {
 }
 
 TEST(Image, HandlesAndPixelAddressesAreKnownOnlyWhileAlive) {
-  auto image = std::make_unique<Image>(3, 3, kGrey8);
+  // Held in place, so destroying it frees no memory the handle points into.
+  std::optional<Image> image(std::in_place, 3, 3, kGrey8);
   HostImage* handle = image->handle();
   const void* pixels = image->data();
-  EXPECT_EQ(Image::fromHandle(handle), image.get());
-  EXPECT_EQ(Image::fromPixels(pixels), image.get());
+  EXPECT_EQ(Image::fromHandle(handle), &*image);
+  EXPECT_EQ(Image::fromPixels(pixels), &*image);
   Image moved(std::move(*image));
   EXPECT_EQ(Image::fromPixels(pixels), &moved);  // the buffer moved with it
   image.reset();
