@@ -6,7 +6,7 @@
 #include <tessivo/host/error.h>
 #include <tessivo/host/graph.h>
 #include <tessivo/host/image_file.h>
-#include <tessivo/host/module_introspection.h>
+#include <tessivo/host/module_discovery.h>
 #include <tessivo/host/settings_store.h>
 
 #include <CLI/CLI.hpp>

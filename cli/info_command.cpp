@@ -4,7 +4,7 @@
 #include "port_listing.h"
 
 #include <tessivo/host/error.h>
-#include <tessivo/host/module_introspection.h>
+#include <tessivo/host/module_discovery.h>
 
 #include <CLI/CLI.hpp>
 #include <fmt/format.h>

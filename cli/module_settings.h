@@ -4,7 +4,7 @@
 #pragma once
 
 #include <tessivo/host/instance.h>
-#include <tessivo/host/module_introspection.h>
+#include <tessivo/host/module_discovery.h>
 
 namespace tessivo::cli {
 

@@ -11,7 +11,7 @@ namespace tessivo {
 namespace {
 
 // One port as the tables below spell it; expanded into the host's two records.
-struct PortSpec {
+struct PortRow {
   uint32_t direction;
   uint32_t type;
   uint32_t kind;
@@ -25,17 +25,17 @@ constexpr int32_t kPortSide = 10;
 constexpr int32_t kInputColumn = 5;
 constexpr int32_t kOutputColumn = 81;
 
-constexpr PortSpec kImageIn = {kPortInput, kTypeImage, kPortKindImage, kInputColumn, 5, "Image Input", "In"};
-constexpr PortSpec kOnOffIn = {kPortInput, kTypeOnOff, kPortKindValue, kInputColumn, 25, "Enable Input", "On/Off"};
-constexpr PortSpec kImageOut = {kPortOutput, kTypeImage, kPortKindImage, kOutputColumn, 5, "Image Output", "Out"};
-constexpr PortSpec kXController = {kPortInput, kTypeControl, kPortKindXYController, kInputColumn, 45, "X Controller",
+constexpr PortRow kImageIn = {kPortInput, kTypeImage, kPortKindImage, kInputColumn, 5, "Image Input", "In"};
+constexpr PortRow kOnOffIn = {kPortInput, kTypeOnOff, kPortKindValue, kInputColumn, 25, "Enable Input", "On/Off"};
+constexpr PortRow kImageOut = {kPortOutput, kTypeImage, kPortKindImage, kOutputColumn, 5, "Image Output", "Out"};
+constexpr PortRow kXController = {kPortInput, kTypeControl, kPortKindXYController, kInputColumn, 45, "X Controller",
                                    "X"};
-constexpr PortSpec kYController = {kPortInput, kTypeControl, kPortKindXYController, kInputColumn, 60, "Y Controller",
+constexpr PortRow kYController = {kPortInput, kTypeControl, kPortKindXYController, kInputColumn, 60, "Y Controller",
                                    "Y"};
 // A row that is declared but entirely zero (Emboss keeps two of them).
-constexpr PortSpec kBlankRow = {0, 0, 0, 0, 0, nullptr, nullptr};
+constexpr PortRow kBlankRow = {0, 0, 0, 0, 0, nullptr, nullptr};
 
-constexpr PortSpec ValueInput(int32_t y, const char *longName, const char *shortName) {
+constexpr PortRow ValueInput(int32_t y, const char *longName, const char *shortName) {
   return {kPortInput, kTypeControl, kPortKindValue, kInputColumn, y, longName, shortName};
 }
 
@@ -46,21 +46,21 @@ struct PortTables {
 };
 
 template <size_t N>
-constexpr PortTables<N> MakePorts(const std::array<PortSpec, N> &specs) {
+constexpr PortTables<N> MakePorts(const std::array<PortRow, N> &rows) {
   PortTables<N> tables;
   for (size_t i = 0; i < N; ++i) {
-    const PortSpec &spec = specs[i];
-    tables.types[i].direction = spec.direction;
-    tables.types[i].type = spec.type;
+    const PortRow &row = rows[i];
+    tables.types[i].direction = row.direction;
+    tables.types[i].type = row.type;
     PortDescriptor &port = tables.ports[i];
-    if (spec.longName == nullptr) continue;  // blank rows stay zero, rectangle included
-    port.x = spec.x;
-    port.y = spec.y;
+    if (row.longName == nullptr) continue;  // blank rows stay zero, rectangle included
+    port.x = row.x;
+    port.y = row.y;
     port.width = kPortSide;
     port.height = kPortSide;
-    port.longName = spec.longName;
-    port.shortName = spec.shortName;
-    port.kind = spec.kind;
+    port.longName = row.longName;
+    port.shortName = row.shortName;
+    port.kind = row.kind;
   }
   return tables;
 }

@@ -1,5 +1,5 @@
 // Learning a module's settings and panel through the contract alone.
-#include "tessivo/host/module_introspection.h"
+#include "tessivo/host/module_discovery.h"
 
 #include "tessivo/host/error.h"
 #include "tessivo/host/instance.h"

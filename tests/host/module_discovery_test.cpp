@@ -1,4 +1,4 @@
-// Module introspection against the real bundle, and turning KEY=VALUE into
+// Module discovery against the real bundle, and turning KEY=VALUE into
 // the typed values the modules expect.
 #include <gtest/gtest.h>
 
@@ -7,7 +7,7 @@
 #include "host_test_support.h"
 #include "tessivo/host/error.h"
 #include "tessivo/host/instance.h"
-#include "tessivo/host/module_introspection.h"
+#include "tessivo/host/module_discovery.h"
 
 using namespace tessivo::host;
 
@@ -25,7 +25,7 @@ std::string assignmentError(std::string_view text, const SettingsDescription &se
 
 }  // namespace
 
-TEST(Introspection, FaderDescribesItsSettingsAndPanel) {
+TEST(ModuleDiscovery, FaderDescribesItsSettingsAndPanel) {
   auto bundle = tessivo::host::testing::loadBundle();
   auto fader = Instance::create(*bundle, FourCC("fadr"));
 
@@ -64,7 +64,7 @@ TEST(Introspection, FaderDescribesItsSettingsAndPanel) {
 }
 
 // Conversions by the described type, popup labels and number ranges included.
-TEST(Introspection, AssignmentsFollowTheDescribedTypes) {
+TEST(ModuleDiscovery, AssignmentsFollowTheDescribedTypes) {
   SettingsDescription settings;
   settings.group = "Shake";
   settings.settings = {{"Mode", std::int64_t{0}},
