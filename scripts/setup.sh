@@ -7,7 +7,6 @@ packages=(
   build-essential cmake ninja-build pkg-config
   libgtest-dev libgmock-dev libbenchmark-dev
   libpng-dev nlohmann-json3-dev libcli11-dev libfmt-dev
-  ffmpeg frei0r-plugins-dev
 )
 
 missing=()
