@@ -230,6 +230,7 @@ struct PanelDriver::Callbacks {
   static std::uint32_t closeDialog(void *cookie, PanelDialog *dialog) noexcept {
     if (cookie == nullptr) return 0;
     PanelDriver &driver = from(cookie);
+    ++driver.model_.closeCalls;
     if (!isOpen(driver, dialog)) return 0;
     driver.model_.closed = true;
     return 1;

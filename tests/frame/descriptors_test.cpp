@@ -36,6 +36,8 @@ struct ExpectedModule {
   std::vector<ExpectedPort> ports;
 };
 
+std::string Text(const char *text) { return text != nullptr ? text : "<null>"; }
+
 uint32_t Code(const char *text) {
   return uint32_t{uint8_t(text[0])} << 24 | uint32_t{uint8_t(text[1])} << 16 | uint32_t{uint8_t(text[2])} << 8 |
          uint8_t(text[3]);
@@ -74,22 +76,14 @@ TEST(Descriptors, EveryModuleMatchesItsPortTable) {
     }
     int outputs = 0;
     for (uint32_t i = 0; i < count; ++i) {
-      SCOPED_TRACE(i);
       const ExpectedPort &want = module.ports[i];
       const PortTypeEntry &type = description->descriptor.portTypes[i];
       const PortDescriptor &port = description->layout.ports[i];
-      EXPECT_EQ(type.direction, want.direction);
-      EXPECT_EQ(type.type, want.type != nullptr ? Code(want.type) : 0u);
-      EXPECT_EQ(port.kind, want.kind);
-      EXPECT_EQ(port.x, want.x);
-      EXPECT_EQ(port.y, want.y);
       const int32_t side = want.longName != nullptr ? 10 : 0;
-      EXPECT_EQ(port.width, side);
-      EXPECT_EQ(port.height, side);
-      EXPECT_EQ(port.longName == nullptr ? std::string("<null>") : port.longName,
-                want.longName == nullptr ? std::string("<null>") : want.longName);
-      EXPECT_EQ(port.shortName == nullptr ? std::string("<null>") : port.shortName,
-                want.shortName == nullptr ? std::string("<null>") : want.shortName);
+      EXPECT_EQ((std::vector<int64_t>{type.direction, type.type, port.kind, port.x, port.y, port.width, port.height}),
+                (std::vector<int64_t>{want.direction, want.type != nullptr ? Code(want.type) : 0u, want.kind, want.x,
+                                      want.y, side, side})) << i;
+      EXPECT_EQ(Text(port.longName) + "/" + Text(port.shortName), Text(want.longName) + "/" + Text(want.shortName)) << i;
       outputs += type.direction == 1 ? 1 : 0;
     }
     EXPECT_EQ(outputs, 1);
@@ -99,31 +93,24 @@ TEST(Descriptors, EveryModuleMatchesItsPortTable) {
 
 TEST(Records, HeadersAndDescriptorPublication) {
   const uint32_t fader = Code("fadr");
-  const InstanceInfoRecord info = tessivo::MakeInstanceInfoRecord(fader);
-  EXPECT_EQ(info.header.kind, Code("iinf"));
-  EXPECT_EQ(info.header.owner, fader);
-  EXPECT_EQ(info.header.version, 1);
-  EXPECT_EQ(info.header.count, 1);
-  EXPECT_EQ(info.layout, &FindModuleDescription(fader)->layout);
   int probe = 0;
+  const InstanceInfoRecord info = tessivo::MakeInstanceInfoRecord(fader);
+  EXPECT_EQ(info.layout, &FindModuleDescription(fader)->layout);
   EXPECT_EQ(info.passThrough(&probe), &probe);
-
   const SettingsSaveRecord save = tessivo::MakeSettingsSaveRecord(fader, nullptr, nullptr, &probe);
-  EXPECT_EQ(save.header.kind, Code("isav"));
-  EXPECT_EQ(save.header.version, 1);
   EXPECT_EQ(save.settings, &probe);
-  const ParameterRecord parameters = tessivo::MakeParameterRecord(&probe);
-  EXPECT_EQ(parameters.header.kind, Code("ctrl"));
-  EXPECT_EQ(parameters.header.owner, Code("iprm"));
-  EXPECT_EQ(parameters.header.version, 2);
-  EXPECT_EQ(parameters.header.count, 1);
-  const SettingsDialogRecord dialog = tessivo::MakeSettingsDialogRecord(fader, nullptr, &probe);
-  EXPECT_EQ(dialog.header.kind, Code("isdl"));
-  EXPECT_EQ(dialog.header.version, 2);
   const OutputCacheRecord cache = tessivo::MakeOutputCacheRecord(fader, &probe, nullptr, nullptr, nullptr, nullptr);
-  EXPECT_EQ(cache.header.kind, Code("effs"));
-  EXPECT_EQ(cache.header.version, 2);
   EXPECT_EQ(cache.instance, &probe);
+  const RecordHeader headers[] = {info.header, save.header, tessivo::MakeParameterRecord(&probe).header,
+                                  tessivo::MakeSettingsDialogRecord(fader, nullptr, &probe).header, cache.header};
+  // {kind, owner, version, count}
+  const std::vector<std::vector<int64_t>> expected = {{Code("iinf"), fader, 1, 1}, {Code("isav"), fader, 1, 1},
+                                                      {Code("ctrl"), Code("iprm"), 2, 1}, {Code("isdl"), fader, 2, 1},
+                                                      {Code("effs"), fader, 2, 1}};
+  for (size_t i = 0; i < expected.size(); ++i) {
+    const RecordHeader &h = headers[i];
+    EXPECT_EQ((std::vector<int64_t>{h.kind, h.owner, h.version, h.count}), expected[i]) << i;
+  }
 
   ModuleClassRecord classRecord{};
   tessivo::PublishDescriptor(&classRecord, Code("kgmi"));

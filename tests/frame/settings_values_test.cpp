@@ -5,6 +5,8 @@
 #include <cmath>
 #include <limits>
 #include <string>
+#include <tuple>
+#include <vector>
 
 #include "tessivo/frame/settings_values.h"
 
@@ -32,6 +34,12 @@ Owned Color(std::initializer_list<CGFloat> components, bool rgb = true) {
   return Owned(color);
 }
 
+CGColorRef AsColor(const Owned &color) { return static_cast<CGColorRef>(const_cast<void *>(color.value)); }
+std::vector<CGFloat> Components(const Owned &color) {
+  const CGFloat *c = CGColorGetComponents(AsColor(color));
+  return {c, c + CGColorGetNumberOfComponents(AsColor(color))};
+}
+
 // The first line a call prints on stdout.
 template <typename Fn>
 std::string FirstLine(Fn fn) {
@@ -41,21 +49,12 @@ std::string FirstLine(Fn fn) {
   return out.substr(0, out.find('\n'));
 }
 
-TEST(SettingsValues, BooleansFromBooleansAndNumbers) {
+TEST(SettingsValues, ReadersWithDefaultsAndWrongTypeDiagnostics) {
   EXPECT_EQ(ReadBoolean(nullptr, 1), 1);
   EXPECT_EQ(ReadBoolean(kCFBooleanTrue, 0), 1);
   EXPECT_EQ(ReadBoolean(kCFBooleanFalse, 1), 0);
   EXPECT_EQ(ReadBoolean(Number(-3).value, 0), 1);
   EXPECT_EQ(ReadBoolean(Number(0).value, 1), 0);
-  Owned text = Text("yes");
-  uint8_t result = 0;
-  EXPECT_EQ(FirstLine([&] { result = ReadBoolean(text.value, 1); }), "Wrong boolean value");
-  EXPECT_EQ(result, 1);
-  EXPECT_EQ(MakeBoolean(7), kCFBooleanTrue);
-  EXPECT_EQ(MakeBoolean(0), kCFBooleanFalse);
-}
-
-TEST(SettingsValues, NumbersWithDefaultsAndDiagnostics) {
   EXPECT_EQ(ReadDouble(nullptr, 2.5), 2.5);
   EXPECT_EQ(ReadDouble(Real(0.25).value, 2.5), 0.25);
   EXPECT_EQ(ReadInt64(Number(-(int64_t{1} << 40)).value, 0), -(int64_t{1} << 40));
@@ -67,12 +66,12 @@ TEST(SettingsValues, NumbersWithDefaultsAndDiagnostics) {
   double d = 0;
   int64_t i64 = 0;
   int32_t i32 = 0;
+  uint8_t b = 0;
+  EXPECT_EQ(FirstLine([&] { b = ReadBoolean(text.value, 1); }), "Wrong boolean value");
   EXPECT_EQ(FirstLine([&] { d = ReadDouble(text.value, 1.5); }), "Wrong number value");
   EXPECT_EQ(FirstLine([&] { i64 = ReadInt64(kCFBooleanTrue, 9); }), "Wrong number value");
   EXPECT_EQ(FirstLine([&] { i32 = ReadInt32(text.value, -4); }), "Wrong number value");
-  EXPECT_EQ(d, 1.5);
-  EXPECT_EQ(i64, 9);
-  EXPECT_EQ(i32, -4);
+  EXPECT_EQ(std::tuple(b, d, i64, i32), std::tuple(uint8_t{1}, 1.5, int64_t{9}, int32_t{-4}));
   EXPECT_EQ(FirstLine([] { ReadInt32(nullptr, 3); }), "");  // a missing value is silent
 }
 
@@ -94,7 +93,6 @@ TEST(SettingsValues, PackedColoursReadAndWritten) {
   EXPECT_EQ(ReadPackedColor(nullptr, 0x12345678u), 0x12345678u);
   // Out-of-range components truncate and wrap into their byte.
   EXPECT_EQ(ReadPackedColor(Color({2.0, -0.5, std::nan(""), 1.0}).value, 0), 0xFFFE8100u);
-
   uint32_t packed = 0;
   Owned grey = Color({0.5, 1.0}, false);
   EXPECT_EQ(FirstLine([&] { packed = ReadPackedColor(grey.value, 0xABCDEF01u); }), "Wrong color format");
@@ -103,46 +101,32 @@ TEST(SettingsValues, PackedColoursReadAndWritten) {
   EXPECT_EQ(packed, 7u);
 
   Owned made(MakePackedColor(0x80FF8000u));
-  auto color = static_cast<CGColorRef>(const_cast<void *>(made.value));
-  ASSERT_EQ(CGColorGetNumberOfComponents(color), 4u);
-  const CGFloat *c = CGColorGetComponents(color);
-  const float half = 128.0f * 0.003921569f;
-  EXPECT_EQ(c[0], static_cast<CGFloat>(255.0f * 0.003921569f));
-  EXPECT_EQ(c[1], static_cast<CGFloat>(half));
-  EXPECT_EQ(c[2], 0.0);
-  EXPECT_EQ(c[3], static_cast<CGFloat>(half));
-  EXPECT_NEAR(c[1], 0.5019608, 1e-7);
+  ASSERT_EQ(CGColorGetNumberOfComponents(AsColor(made)), 4u);
+  const float step = 0.003921569f;  // components are byte * this, in float
+  EXPECT_EQ(Components(made), (std::vector<CGFloat>{255.0f * step, 128.0f * step, 0.0, 128.0f * step}));
+  EXPECT_NEAR(Components(made)[1], 0.5019608, 1e-7);
   EXPECT_EQ(ReadPackedColor(made.value, 0), 0x80FF8000u);  // round trip
-
-  Owned argOrder(MakeColor(0.25f, 1.0f, 0.5f, 0.0f));
-  const CGFloat *d = CGColorGetComponents(static_cast<CGColorRef>(const_cast<void *>(argOrder.value)));
-  EXPECT_EQ(d[0], 1.0);
-  EXPECT_EQ(d[1], 0.5);
-  EXPECT_EQ(d[2], 0.0);
-  EXPECT_EQ(d[3], 0.25);
+  Owned argOrder(MakeColor(0.25f, 1.0f, 0.5f, 0.0f));    // alpha first, stored last
+  EXPECT_EQ(Components(argOrder), (std::vector<CGFloat>{1.0, 0.5, 0.0, 0.25}));
 }
 
 TEST(SettingsValues, ColourComponents) {
   float a = -1, r = -1, g = -1, b = -1;
   ReadColorComponents(Real(0.5).value, &a, &r, &g, &b);  // a number is white at that opacity
-  EXPECT_EQ(a, 0.5f);
-  EXPECT_EQ(r, 1.0f);
-  EXPECT_EQ(g, 1.0f);
-  EXPECT_EQ(b, 1.0f);
+  EXPECT_EQ((std::vector<float>{a, r, g, b}), (std::vector<float>{0.5f, 1.0f, 1.0f, 1.0f}));
   ReadColorComponents(Color({0.1, 0.2, 0.3, 0.4}).value, &a, nullptr, &g, nullptr);
-  EXPECT_EQ(a, 0.4f);
-  EXPECT_EQ(g, 0.2f);
-  EXPECT_EQ(r, 1.0f);  // not given, not written
+  EXPECT_EQ((std::vector<float>{a, r, g, b}), (std::vector<float>{0.4f, 1.0f, 0.2f, 1.0f}));  // r, b not given
   ReadColorComponents(nullptr, &a, &r, &g, &b);
-  EXPECT_EQ(a, 0.4f);
   Owned text = Text("red");
   EXPECT_EQ(FirstLine([&] { ReadColorComponents(text.value, &a, &r, &g, &b); }), "Wrong color type");
   Owned grey = Color({0.5, 1.0}, false);
   EXPECT_EQ(FirstLine([&] { ReadColorComponents(grey.value, &a, &r, &g, &b); }), "Wrong color format");
-  EXPECT_EQ(a, 0.4f);
+  EXPECT_EQ((std::vector<float>{a, r, g, b}), (std::vector<float>{0.4f, 1.0f, 0.2f, 1.0f}));
 }
 
 TEST(SettingsValues, WritersKeepTypesAndRange) {
+  EXPECT_EQ(MakeBoolean(7), kCFBooleanTrue);
+  EXPECT_EQ(MakeBoolean(0), kCFBooleanFalse);
   Owned big(MakeUInt32(0xFFFFFFFFu));
   EXPECT_EQ(ReadInt64(big.value, 0), int64_t{0xFFFFFFFF});
   Owned i32(MakeInt32(-5));

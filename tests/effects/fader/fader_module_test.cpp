@@ -4,6 +4,7 @@
 
 #include <cmath>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "tessivo/frame/module_codes.h"
@@ -15,6 +16,7 @@ namespace {
 using test::FakeHost;
 using test::TestImage;
 using Strings = std::vector<std::string>;
+using Args = std::vector<uintptr_t>;
 
 uintptr_t Ptr(const void *pointer) { return reinterpret_cast<uintptr_t>(pointer); }
 
@@ -57,33 +59,35 @@ class FaderModuleTest : public testing::Test {
   ValueRecord request{};
 };
 
-TEST_F(FaderModuleTest, RegistersInfoDialogAndSaveRecords) {
+TEST_F(FaderModuleTest, RegistersInfoDialogAndSaveRecordsOnOneSettings) {
   const auto records = host.registeredRecords();
   ASSERT_EQ(records.size(), 3u);
-  EXPECT_EQ(records[0]->kind, FourCC("iinf"));
-  EXPECT_EQ(records[1]->kind, FourCC("isdl"));
-  EXPECT_EQ(records[2]->kind, FourCC("isav"));
+  EXPECT_EQ((std::vector<uint32_t>{records[0]->kind, records[1]->kind, records[2]->kind}),
+            (std::vector<uint32_t>{FourCC("iinf"), FourCC("isdl"), FourCC("isav")}));
   EXPECT_EQ(registered<SettingsDialogRecord>(1).settings, &settings());
   EXPECT_EQ(settings().fadeColor, 0u);
 }
 
-// Unconnected Fade input: amount 0.5 towards the default transparent black.
-TEST_F(FaderModuleTest, BlendsHalfwayWhenTheFadeInputDeliversNothing) {
+// Unconnected Fade input: amount 0.5 towards the default transparent black;
+// a NaN amount runs the kernel with weight 0.
+TEST_F(FaderModuleTest, FadesHalfwayWhenTheAmountIsMissingAndNotAtAllForNan) {
   enable();
-  for (const bool emptyPayload : {false, true}) {
-    emptyPayload ? host.deliverEmptyControl(2) : host.deliverNothing(2);
+  for (const int fade : {0, 1, 2}) {
+    fade == 0 ? host.deliverNothing(2) : fade == 1 ? host.deliverEmptyControl(2) : host.deliverControl(2, NAN);
     host.deliverImage(0, input);
     ASSERT_EQ(render(), 1u);
     EXPECT_EQ(host.log.functions(), (Strings{"ReadInput", "ReadInput", "CreateImage", "LockImage"}));
     EXPECT_EQ(host.log.named("ReadInput")[1].args[0], 2u);
     for (uint32_t y = 0; y < 3; ++y)
-      for (uint32_t x = 0; x < 5; ++x) ASSERT_EQ(output.pixel(x, y), (input.pixel(x, y) >> 1) & 0x7F7F7F7Fu);
+      for (uint32_t x = 0; x < 5; ++x)
+        ASSERT_EQ(output.pixel(x, y), fade == 2 ? input.pixel(x, y) : (input.pixel(x, y) >> 1) & 0x7F7F7F7Fu) << fade;
     EXPECT_TRUE(output.paddingIntact());
   }
 }
 
-TEST_F(FaderModuleTest, CopiesWhenDisabledOrTheAmountIsNotPositive) {
+TEST_F(FaderModuleTest, CopiesWithTheInputsDescriptorWhenDisabledOrTheAmountIsNotPositive) {
   host.deliverImage(0, input);
+  host.deliverControl(2, 0.5f);
   ASSERT_EQ(render(), 1u);  // not enabled yet: port 2 is not read
   EXPECT_EQ(host.log.functions(), (Strings{"ReadInput", "CopyImage"}));
   enable();
@@ -92,25 +96,15 @@ TEST_F(FaderModuleTest, CopiesWhenDisabledOrTheAmountIsNotPositive) {
     ASSERT_EQ(render(), 1u);
     EXPECT_EQ(host.log.functions(), (Strings{"ReadInput", "ReadInput", "CopyImage"})) << amount;
     EXPECT_EQ(host.log.named("CopyImage")[0].args,
-              (std::vector<uintptr_t>{Ptr(input.handle()), Ptr(&input.descriptor()), Ptr(output.handle()),
-                                      Ptr(request.destination)}));
+              (Args{Ptr(input.handle()), Ptr(&input.descriptor()), Ptr(output.handle()), Ptr(request.destination)}));
+    EXPECT_EQ(output.pixel(4, 2), input.pixel(4, 2));
   }
-}
-
-TEST_F(FaderModuleTest, NanAmountRunsTheKernel) {
-  enable();
-  host.deliverImage(0, input);
-  host.deliverControl(2, NAN);
-  ASSERT_EQ(render(), 1u);
-  EXPECT_EQ(host.log.count("CreateImage"), 1u);
-  EXPECT_EQ(output.pixel(4, 2), input.pixel(4, 2));  // its weight is 0
 }
 
 TEST_F(FaderModuleTest, FailsWithoutWritingWhenAPieceIsMissing) {
   enable();
   host.deliverControl(2, 0.5f);
-  host.deliverNothing(0);
-  EXPECT_EQ(render(), 0u);
+  EXPECT_EQ(render(), 0u);  // no input image
   host.deliverImage(0, input);
   host.createFails = true;
   EXPECT_EQ(render(), 0u);
@@ -143,82 +137,80 @@ TEST_F(FaderModuleTest, RequestsTheImageAsIsAndTheFadeAtTheRequestTime) {
   ASSERT_EQ(host.send(kOutputRequested, &event), 1u);
   const auto requests = host.log.named("RequestInput");
   ASSERT_EQ(requests.size(), 2u);
-  EXPECT_EQ(requests[0].args, (std::vector<uintptr_t>{0, 0, Ptr(&request), request.stamp, FourCC("imag"),
-                                                      Ptr(request.parameter)}));
-  EXPECT_EQ(requests[1].args[0], 2u);
-  EXPECT_EQ(requests[1].args[3], request.stamp);
-  EXPECT_EQ(requests[1].args[4], FourCC("ctrl"));
+  EXPECT_EQ(requests[0].args, (Args{0, 0, Ptr(&request), request.stamp, FourCC("imag"), Ptr(request.parameter)}));
+  EXPECT_EQ((Args{requests[1].args[0], requests[1].args[3], requests[1].args[4]}),
+            (Args{2, request.stamp, FourCC("ctrl")}));
   EXPECT_EQ(requests[1].reals, std::vector<double>{12.5});
 
   host.log.clear();
   ASSERT_EQ(host.send(kRequestCancelled, &event), 1u);
   const auto cancels = host.log.named("CancelInput");
   ASSERT_EQ(cancels.size(), 2u);
-  EXPECT_EQ(cancels[0].args, (std::vector<uintptr_t>{0, 0, Ptr(&request)}));
-  EXPECT_EQ(cancels[1].args, (std::vector<uintptr_t>{2, 0, Ptr(&request)}));
+  EXPECT_EQ(cancels[0].args, (Args{0, 0, Ptr(&request)}));
+  EXPECT_EQ(cancels[1].args, (Args{2, 0, Ptr(&request)}));
 }
 
 TEST_F(FaderModuleTest, SavesAndRestoresTheFadeColourAsLowWord) {
   const auto &store = registered<SettingsSaveRecord>(2);
-  const int64_t stored = static_cast<int64_t>(0xFFFFFFFF80C4117Eull);
-  host.settings.set("Fader", "Fade Color", CFNumberCreate(nullptr, kCFNumberSInt64Type, &stored));
+  EXPECT_EQ(store.load(store.settings, host.settings.table()), 0u);  // no group yet
+  host.settings.set("Fader", "Fade Color", static_cast<int64_t>(0xFFFFFFFF80C4117Eull));
   ASSERT_EQ(store.load(store.settings, host.settings.table()), 1u);
   EXPECT_EQ(settings().fadeColor, 0x80C4117Eu);
+  host.settings.clear();
   ASSERT_EQ(store.save(store.settings, host.settings.table()), 1u);
-  int64_t saved = 0;
-  CFNumberGetValue(static_cast<CFNumberRef>(host.settings.value("Fader", "Fade Color")), kCFNumberSInt64Type, &saved);
-  EXPECT_EQ(saved, 0x80C4117Ell);
+  EXPECT_EQ(host.settings.get("Fader", "Fade Color"), host::SettingValue(int64_t{0x80C4117E}));
 
-  host.settings.refuseGroups = true;
-  EXPECT_EQ(store.load(store.settings, host.settings.table()), 0u);
-  EXPECT_EQ(store.save(store.settings, host.settings.table()), 0u);
-  EXPECT_EQ(settings().fadeColor, 0x80C4117Eu);
+  SettingsTable refusing = *host.settings.table();
+  refusing.OpenGroupForWriting = [](void *, const char *) -> SettingsGroup * { return nullptr; };
+  EXPECT_EQ(store.save(store.settings, &refusing), 0u);
 }
 
-TEST_F(FaderModuleTest, PanelStoresColourAndAlphaOnOK) {
+TEST_F(FaderModuleTest, PanelShowsTheColourAndStoresColourAndAlphaOnOK) {
   settings().fadeColor = 0x40ABCDEFu;
-  host.panel.hits = {7, 1};
-  host.panel.answers = {{2, 0x123456}, {3, 0x7F}};
+  host::CapturingPanel capture;  // cancels at once
+  const auto &dialog = registered<SettingsDialogRecord>(1);
+  EXPECT_EQ(dialog.build(dialog.settings, capture.table()), 0u);
+  EXPECT_EQ(settings().fadeColor, 0x40ABCDEFu);
+  const host::PanelModel &panel = capture.model();
+  EXPECT_EQ(panel.closeCalls, 1u);
+  EXPECT_EQ(panel.owner, &host);
+  EXPECT_EQ(panel.rect, (host::PanelRect{-32768, -32768, 200, 140}));
+  using Kind = host::ControlKind;
+  const std::vector<std::tuple<Kind, std::string, host::PanelRect, int64_t, int32_t>> expected{
+      {Kind::StaticText, "Fade color :", {20, 20, 100, 20}, 0, 0},
+      {Kind::StaticText, "Fade alpha :", {20, 50, 100, 20}, 0, 0},
+      {Kind::ColorButton, "Pick up a color", {120, 16, 32, 26}, 0xABCDEF, 0},
+      {Kind::NumberField, "", {120, 46, 40, 26}, 0x40, 0},
+      {Kind::Button, "OK", {120, 100, 60, 20}, 0, 1},
+      {Kind::Button, "Cancel", {40, 100, 60, 20}, 0, 2}};
+  ASSERT_EQ(panel.controls.size(), expected.size());
+  for (size_t i = 0; i < expected.size(); ++i) {
+    const host::PanelControlModel &c = panel.controls[i];
+    EXPECT_EQ(std::tuple(c.kind, c.text, c.rect, c.value, c.item), expected[i]) << i;
+  }
+  const host::PanelControlModel &alpha = panel.controls[3];
+  EXPECT_EQ((std::vector<int32_t>{alpha.minimum, alpha.maximum, alpha.step, alpha.digits}),
+            (std::vector<int32_t>{0, 255, 4, 0}));
+
+  host.panel.hit(7).set("Fade color", "#123456").set("Fade alpha", "127").ok();
   ASSERT_EQ(runPanel(), 1u);
   EXPECT_EQ(settings().fadeColor, 0x7F123456u);
-  EXPECT_EQ(host.panel.closed, 1);
-  EXPECT_EQ((std::vector<int32_t>{host.panel.dialogX, host.panel.dialogY, host.panel.dialogWidth,
-                                  host.panel.dialogHeight}),
-            (std::vector<int32_t>{-32768, -32768, 200, 140}));
-  const auto &controls = host.panel.controls;
-  ASSERT_EQ(controls.size(), 6u);
-  const Strings labels{"Fade color :", "Fade alpha :", "Pick up a color", "", "OK", "Cancel"};
-  const std::vector<std::vector<int32_t>> places{{20, 20, 100, 20}, {20, 50, 100, 20}, {120, 16, 32, 26},
-                                                 {120, 46, 40, 26}, {120, 100, 60, 20}, {40, 100, 60, 20}};
-  for (size_t i = 0; i < controls.size(); ++i) {
-    EXPECT_EQ(controls[i].label, labels[i]);
-    EXPECT_EQ((std::vector<int32_t>{controls[i].x, controls[i].y, controls[i].width, controls[i].height}), places[i]);
-  }
-  EXPECT_EQ(controls[2].value, 0xABCDEF);
-  EXPECT_EQ((std::vector<int64_t>{controls[3].value, controls[3].minimum, controls[3].maximum, controls[3].step,
-                                  controls[3].digits}),
-            (std::vector<int64_t>{0x40, 0, 255, 4, 0}));
-  EXPECT_EQ(controls[4].item, 1);
-  EXPECT_EQ(controls[5].item, 2);
+  EXPECT_EQ(host.panel.model().closeCalls, 1u);
 }
 
 TEST_F(FaderModuleTest, PanelCancelOrAFailedControlKeepsTheColour) {
   settings().fadeColor = 0x40ABCDEFu;
-  host.panel.hits = {2};
+  host.panel.set("Fade alpha", "1").cancel();
   EXPECT_EQ(runPanel(), 0u);
-  EXPECT_EQ(host.panel.closed, 1);
-  // Creations count across runs: fail the colour button, number field and each button in turn.
-  for (const int failing : {2, 3, 4, 5}) {
-    const int closedBefore = host.panel.closed;
-    int created = 0;
-    for (const auto &call : host.log.calls()) created += call.function.rfind("Add:", 0) == 0 ? 1 : 0;
-    host.panel.failAtControl = created + failing;
-    host.panel.hits = {1};
+  EXPECT_EQ(host.panel.model().closeCalls, 1u);
+  // Fail the colour button, the number field and each button in turn: never shown, always closed.
+  for (const size_t failing : {2u, 3u, 4u, 5u}) {
+    host.panel.failControlCreation(failing);
     EXPECT_EQ(runPanel(), 0u) << failing;
-    EXPECT_EQ(host.panel.closed, closedBefore + 1) << failing;
-    EXPECT_EQ(host.panel.shown, 1) << failing;
+    EXPECT_FALSE(host.panel.model().shown) << failing;
+    EXPECT_EQ(host.panel.model().closeCalls, 1u) << failing;
   }
-  host.panel.refuseDialog = true;
+  host.panel.failDialogCreation();
   EXPECT_EQ(runPanel(), 0u);
   EXPECT_EQ(settings().fadeColor, 0x40ABCDEFu);
 }

@@ -69,6 +69,7 @@ struct PanelModel {
   bool closed = false;
   std::vector<std::int32_t> hitItems;  // items returned by NextHitItem, in order
   std::size_t checkCalls = 0;          // CheckDialog calls
+  std::size_t closeCalls = 0;          // CloseDialog calls, also those on a closed dialog
   std::size_t dialogsCreated = 0;      // over the driver's life
 
   // Controls matched by caption or text (case-insensitive), or "#N" (1-based

@@ -1,6 +1,6 @@
 // A host for tests: loads the real bundle with dlopen, fills a HostCall and
-// every host table with fakes that log each call (CallLog) and answer as
-// scripted, and owns the images, settings store and panel the bundle uses.
+// the host tables the frame uses with fakes that log each call (CallLog) and
+// answer as scripted. Settings and panels are the reference host's own.
 //
 //   FakeHost host;
 //   host.load();                              // PluginLoad
@@ -21,9 +21,9 @@
 #include <thread>
 #include <vector>
 
+#include "tessivo/host/scripted_panel.h"
+#include "tessivo/host/settings_store.h"
 #include "tessivo/test/call_log.h"
-#include "tessivo/test/memory_settings.h"
-#include "tessivo/test/scripted_panel.h"
 #include "tessivo/test/test_image.h"
 
 namespace tessivo::test {
@@ -43,8 +43,8 @@ class FakeHost {
   FakeHost &operator=(const FakeHost &) = delete;
 
   CallLog log;
-  MemorySettings settings{log};
-  ScriptedPanel panel{log};
+  host::SettingsStore settings;
+  host::ScriptedPanel panel;
 
   // Scripts, read when the bundle calls.
   bool offerBitmapService = true;  // AcquireService answers null when false
@@ -82,14 +82,12 @@ class FakeHost {
 
   // A module's own output request for writing output (its descriptor is also
   // the requested one, whose time the module forwards).
-  ValueRecord outputRequest(TestImage &output, void *cache = nullptr);
+  ValueRecord outputRequest(TestImage &output);
   // A render-time event record carrying value (slot 17) and port (slot 16).
   static HostEvent event(ValueRecord *value, uint32_t port = 0);
 
   // Records handed over with RegisterRecord, in order.
   std::vector<const RecordHeader *> registeredRecords() const;
-  // The host's cache image for an output request's image (created empty on first use).
-  TestImage &cacheImageFor(HostImage *output);
 
  private:
   struct Answer {
@@ -98,7 +96,8 @@ class FakeHost {
     float value = 0.0f;
     Delivery when = Delivery::Now;
   };
-  static FakeHost &Self(void *cookie) { return *static_cast<FakeHost *>(cookie); }
+  static FakeHost &Log(void *cookie, const char *function, std::vector<uintptr_t> args,
+                       std::vector<double> reals = {});
   void answer(uint32_t port, Answer answer) { answers_[port] = answer; }
 
   static uint32_t RegisterGlobalInfo(void *cookie, GlobalInfo *info, PluginRecord *plugin);
@@ -116,20 +115,11 @@ class FakeHost {
   static ImageDescriptor *LockImage(void *cookie, HostImage *image);
   static ImageDescriptor *CreateImage(void *cookie, HostImage *image, const ImageDescriptor *desc);
   static uint32_t ImageStamp(void *cookie, HostImage *image);
-  static HostImage *CacheImage(void *cookie, const ValueRecord *request);
-  static uint32_t CopyCacheToOutput(void *cookie, HostImage *cache, HostImage *output, const ImageDescriptor *desc);
-  static ImageDescriptor *OpenForWriting(void *cookie, HostImage *output);
   static uint32_t PrepareDestination(void *cookie, ImageDescriptor *locked, const ImageDescriptor *desc,
                                      const double rect[4], uintptr_t zero1, uintptr_t zero2, float one);
-  static uint32_t FillRect(void *cookie, void *pixels, uint32_t rowBytes, uint32_t format, const HostRect *rect,
-                           uintptr_t color0, uintptr_t color1, float opacity);
-  static uint32_t BlitRect(void *cookie, const void *srcPixels, uint32_t srcRowBytes, uint32_t srcFormat,
-                           const HostRect *srcRect, void *dstPixels, uint32_t dstRowBytes, uint32_t dstFormat,
-                           const HostRect *dstRect, float opacity);
 
   HostCall call_{};
   std::map<uint32_t, Answer> answers_;
-  std::map<HostImage *, TestImage> cacheImages_;
   std::vector<std::thread> deliveries_;
 };
 

@@ -41,8 +41,6 @@ class TestImage {
 
   // Identity of the contents: changes whenever the host writes the image.
   uint32_t stamp = 1;
-  // False for a cache image that nothing has written yet (LockImage answers null).
-  bool hasContents = true;
 
  private:
   uint32_t paddingBytes_;
