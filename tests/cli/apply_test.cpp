@@ -11,80 +11,54 @@ class ApplyTest : public CliTest {
  protected:
   void SetUp() override {
     CliTest::SetUp();
-    input_ = patterned(23, 17);  // odd sizes: row padding differs from width x 4
     host::writePng(path("in.png"), input_);
   }
-
-  host::Image applied(const std::vector<std::string>& extra, host::PngTarget target = host::PngTarget::Argb) {
-    std::vector<std::string> args{"apply"};
-    args.insert(args.end(), extra.begin(), extra.end());
+  host::Image applied(std::vector<std::string> args, host::PngTarget target = host::PngTarget::Argb) {
+    args.insert(args.begin(), {"apply", "fadr", "in.png", "out.png"});
     const RunResult result = run(args);
-    EXPECT_EQ(result.exitCode, 0) << result.err;
-    EXPECT_EQ(result.err, "");
+    EXPECT_TRUE(result.exitCode == 0 && result.err.empty()) << result.err;
     return host::readPng(path("out.png"), target);
   }
-
-  host::Image input_;
+  // Every pixel of `out` is `want(input pixel)`.
+  template <class F>
+  void expectEveryPixel(const host::Image& out, F want) {
+    ASSERT_TRUE(out.width() == input_.width() && out.height() == input_.height());
+    for (uint32_t y = 0; y < out.height(); ++y)
+      for (uint32_t x = 0; x < out.width(); ++x) ASSERT_EQ(out.pixel(x, y), want(input_.pixel(x, y))) << x << "," << y;
+  }
+  const host::Image input_ = patterned(23, 17);  // odd sizes: row padding differs from width x 4
 };
 
-TEST_F(ApplyTest, FullFadeGivesExactlyTheSetColour) {
-  const host::Image out = applied({"fadr", "in.png", "out.png", "--ctrl", "Fade=1.0", "--set", "Fade Color=#ff102030"});
-  ASSERT_EQ(out.width(), input_.width());
-  ASSERT_EQ(out.height(), input_.height());
-  for (uint32_t y = 0; y < out.height(); ++y)
-    for (uint32_t x = 0; x < out.width(); ++x) ASSERT_EQ(out.pixel(x, y), 0xFF102030u) << x << "," << y;
-}
-
-TEST_F(ApplyTest, ZeroFadeAndOffBothCopyTheInput) {
+TEST_F(ApplyTest, FullFadeGivesExactlyTheColourAndZeroOrOffCopies) {
+  expectEveryPixel(applied({"--ctrl", "Fade=1.0", "--set", "Fade Color=#ff102030"}), [](uint32_t) { return 0xFF102030u; });
   // Port named by long name, short name and index alike.
-  for (const char* control : {"Fade Input=0", "Fade=0", "2=0"}) {
-    const host::Image out = applied({"fadr", "in.png", "out.png", "--ctrl", control, "--set", "Fade Color=#ff102030"});
-    EXPECT_TRUE(host::samePixels(out, input_)) << control;
-  }
-  const host::Image off = applied({"fadr", "in.png", "out.png", "--off", "--ctrl", "Fade=1", "--set",
-                                   "Fade Color=#ff102030"});
-  EXPECT_TRUE(host::samePixels(off, input_));
+  for (const char* control : {"Fade Input=0", "Fade=0", "2=0"})
+    EXPECT_TRUE(host::samePixels(applied({"--ctrl", control, "--set", "Fade Color=#ff102030"}), input_)) << control;
+  EXPECT_TRUE(host::samePixels(applied({"--off", "--ctrl", "Fade=1", "--set", "Fade Color=#ff102030"}), input_));
 }
 
-TEST_F(ApplyTest, GrayRunsTheOneByteFormatAndWritesGreyPng) {
+TEST_F(ApplyTest, GrayWritesAGreyPngAndChainsRunEachModule) {
   // Fader's grey of 0xFF00FF00 is 63 (the green term keeps only eight bits).
-  applied({"fadr", "in.png", "out.png", "--gray", "--ctrl", "Fade=1", "--set", "Fade Color=#ff00ff00"});
+  const host::Image grey = applied({"--gray", "--ctrl", "Fade=1", "--set", "Fade Color=#ff00ff00"}, host::PngTarget::Grey);
   const std::string bytes = readText(path("out.png"));
   ASSERT_GT(bytes.size(), 26u);
-  EXPECT_EQ(static_cast<uint8_t>(bytes[24]), 8);  // IHDR bit depth
-  EXPECT_EQ(static_cast<uint8_t>(bytes[25]), 0);  // IHDR colour type: grey
-  const host::Image out = host::readPng(path("out.png"), host::PngTarget::Grey);
-  for (uint32_t y = 0; y < out.height(); ++y)
-    for (uint32_t x = 0; x < out.width(); ++x) ASSERT_EQ(out.pixel(x, y), 63u);
-}
+  EXPECT_TRUE(bytes[24] == 8 && bytes[25] == 0);  // IHDR: 8 bits, colour type grey
+  expectEveryPixel(grey, [](uint32_t) { return 63u; });
 
-TEST_F(ApplyTest, ChainRunsEachModuleInTurn) {
   // Half a fade towards transparent black halves every channel; twice quarters it.
-  const host::Image out = applied({"fadr+fadr", "in.png", "out.png", "--ctrl", "Fade=0.5"});
-  for (uint32_t y = 0; y < out.height(); ++y)
-    for (uint32_t x = 0; x < out.width(); ++x) {
-      const uint32_t s = input_.pixel(x, y);
-      uint32_t expected = 0;
-      for (int shift = 0; shift < 32; shift += 8) expected |= (((s >> shift) & 0xFF) >> 2) << shift;
-      ASSERT_EQ(out.pixel(x, y), expected) << x << "," << y;
-    }
+  const RunResult chain = run({"apply", "fadr+fadr", "in.png", "out.png", "--ctrl", "Fade=0.5"});
+  ASSERT_EQ(chain.exitCode, 0) << chain.err;
+  expectEveryPixel(host::readPng(path("out.png")), [](uint32_t s) { return (s >> 2) & 0x3F3F3F3Fu; });
 }
 
-TEST_F(ApplyTest, SettingsFileIsLoadedBeforeSet) {
+TEST_F(ApplyTest, SettingsFileIsLoadedBeforeSetAndTheInputIsNeverOverwritten) {
   std::ofstream(path("s.json")) << R"({"format":"tessivo-settings","version":1,"groups":{"Fader":{)"
                                    R"("Fade Color":{"type":"integer","value":4278255360}}}})";
-  const host::Image fromFile = applied({"fadr", "in.png", "out.png", "--settings", "s.json", "--ctrl", "Fade=1"});
-  EXPECT_EQ(fromFile.pixel(5, 5), 0xFF00FF00u);
-  const host::Image overridden = applied({"fadr", "in.png", "out.png", "--settings", "s.json", "--ctrl", "Fade=1",
-                                          "--set", "fadr:Fade Color=#80402010"});
-  EXPECT_EQ(overridden.pixel(5, 5), 0x80402010u);
-}
-
-TEST_F(ApplyTest, RefusesToOverwriteTheInput) {
+  EXPECT_EQ(applied({"--settings", "s.json", "--ctrl", "Fade=1"}).pixel(5, 5), 0xFF00FF00u);
+  EXPECT_EQ(applied({"--settings", "s.json", "--ctrl", "Fade=1", "--set", "fadr:Fade Color=#80402010"}).pixel(5, 5),
+            0x80402010u);
   const std::string before = readText(path("in.png"));
-  const RunResult result = run({"apply", "fadr", "in.png", "in.png", "--ctrl", "Fade=1"});
-  EXPECT_NE(result.exitCode, 0);
-  EXPECT_EQ(result.errLines().size(), 1u) << result.err;
+  EXPECT_TRUE(run({"apply", "fadr", "in.png", "in.png", "--ctrl", "Fade=1"}).oneLineError());
   EXPECT_EQ(readText(path("in.png")), before);
 }
 

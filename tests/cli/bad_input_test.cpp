@@ -3,7 +3,6 @@
 
 #include <tessivo/host/image_file.h>
 
-#include <random>
 
 namespace tessivo::cli::testing {
 namespace {
@@ -21,22 +20,15 @@ class BadInputTest : public CliTest, public ::testing::WithParamInterface<BadCas
     host::writePng(path("in.png"), patterned(16, 9));
     const std::string png = readText(path("in.png"));
     std::ofstream(path("truncated.png"), std::ios::binary) << png.substr(0, png.size() / 2);
-    std::mt19937 random(7);
-    std::string noise(2000, '\0');
-    for (char& c : noise) c = static_cast<char>(random());
-    std::ofstream(path("noise.png"), std::ios::binary) << noise;
+    std::ofstream(path("noise.png"), std::ios::binary) << "\x89PNG\r\n\x1a\n" + std::string(200, '\x5a');
     std::ofstream(path("broken.json")) << R"({"format":"tessivo-settings","version":1,"groups":{"Fader":)";
   }
 };
 
 TEST_P(BadInputTest, FailsWithOneLineAndWritesNothing) {
   const RunResult result = run(GetParam().args);
-  EXPECT_NE(result.exitCode, 0);
-  EXPECT_LT(result.exitCode, 128) << "killed by a signal";
-  const auto lines = result.errLines();
-  ASSERT_EQ(lines.size(), 1u) << result.err;
-  EXPECT_EQ(lines[0].rfind("tessivo: error: ", 0), 0u) << lines[0];
-  EXPECT_NE(lines[0].find(GetParam().mentions), std::string::npos) << lines[0];
+  EXPECT_TRUE(result.oneLineError()) << result.exitCode << " " << result.err;
+  EXPECT_NE(result.err.find(GetParam().mentions), std::string::npos) << result.err;
   EXPECT_FALSE(std::filesystem::exists(path("out.png")));
 }
 

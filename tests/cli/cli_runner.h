@@ -12,7 +12,6 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <sstream>
 #include <string>
 #include <vector>
 
@@ -22,11 +21,9 @@ struct RunResult {
   int exitCode = -1;
   std::string out;
   std::string err;
-  std::vector<std::string> errLines() const {
-    std::vector<std::string> lines;
-    std::istringstream stream(err);
-    for (std::string line; std::getline(stream, line);) lines.push_back(line);
-    return lines;
+  // Exactly one line on stderr, naming the command, and a clean non-zero exit.
+  bool oneLineError() const {
+    return exitCode > 0 && exitCode < 128 && err.rfind("tessivo: error: ", 0) == 0 && err.find('\n') == err.size() - 1;
   }
 };
 
@@ -46,8 +43,7 @@ class CliTest : public ::testing::Test {
   void SetUp() override {
     const auto* info = ::testing::UnitTest::GetInstance()->current_test_info();
     dir_ = std::filesystem::temp_directory_path() /
-           (std::string("tessivo-cli-") + info->test_suite_name() + "-" + info->name() + "-" +
-            std::to_string(::getpid()));
+           ("tessivo-cli-" + std::to_string(::getpid()) + "-" + info->test_suite_name() + "-" + info->name());
     std::filesystem::remove_all(dir_);
     std::filesystem::create_directories(dir_);
   }

@@ -1,10 +1,6 @@
 #include "host_test_support.h"
-#include "tessivo/host/error.h"
 #include "tessivo/host/instance.h"
 
-#include <gtest/gtest.h>
-
-#include <atomic>
 #include <thread>
 
 namespace tessivo::host {
@@ -31,16 +27,7 @@ class WrongSizeImage : public InputSource {
   InputValue read(const InputRequest&) override { return InputValue{std::make_shared<Image>(1, 1, kGrey8), {}, {}}; }
 };
 
-struct Read {
-  ValueRecord record{};
-  uint8_t done = 0;
-  uint8_t present = 0;
-  void wait() const {
-    while (__atomic_load_n(&done, __ATOMIC_ACQUIRE) == 0) {
-    }
-  }
-};
-
+// Runs on both delivery modes: synchronous and on the host's own thread.
 class PortApiTest : public ::testing::TestWithParam<bool> {
  protected:
   void SetUp() override {
@@ -48,75 +35,62 @@ class PortApiTest : public ::testing::TestWithParam<bool> {
     fader = Instance::create(*bundle, FourCC("fadr"));
     api = fader->portApi();
   }
+  // Places a request on `port`; 0 when refused.
+  uint32_t request(uint32_t port, uint32_t type, void* parameter) {
+    ValueRecord record{};
+    record.type = type, record.parameter = parameter;
+    return api->RequestInput(api->cookie, port, 0, &record);
+  }
+  // Reads `port` and waits for delivery; the value when present, else nullptr.
+  void* read(uint32_t port) {
+    ValueRecord record{};
+    uint8_t done = 0, present = 7;
+    record.data = &present;
+    api->ReadInput(api->cookie, port, 0, &record, &done, &present);
+    while (__atomic_load_n(&done, __ATOMIC_ACQUIRE) == 0) {
+    }
+    EXPECT_EQ(present != 0, record.data != nullptr);
+    return present ? record.data : nullptr;
+  }
   std::unique_ptr<Bundle> bundle;
   std::unique_ptr<Instance> fader;
   const HostPortApi* api = nullptr;
 };
 
-TEST_P(PortApiTest, RequestsAreRefusedOnUnconnectedPortsAndReadsComeBackEmpty) {
+TEST_P(PortApiTest, UnconnectedPortsRefuseRequestsAndReadEmpty) {
   double time = 1.0;
-  ValueRecord request{};
-  request.type = FourCC("ctrl");
-  request.parameter = &time;
-  EXPECT_EQ(api->RequestInput(api->cookie, 2, 0, &request), 0u);
-  EXPECT_EQ(api->RequestInput(api->cookie, 99, 0, &request), 0u);
-  EXPECT_EQ(api->RequestInput(api->cookie, 2, 0, nullptr), 0u);
-  Read read;
-  read.record.data = &time;
-  read.present = 7;
-  api->ReadInput(api->cookie, 2, 0, &read.record, &read.done, &read.present);
-  read.wait();
-  EXPECT_EQ(read.present, 0);
-  EXPECT_EQ(read.record.data, nullptr);
+  EXPECT_FALSE(request(2, FourCC("ctrl"), &time) || request(99, FourCC("ctrl"), &time) ||
+               api->RequestInput(api->cookie, 2, 0, nullptr));
+  EXPECT_EQ(read(2), nullptr);
   EXPECT_NE(api->CurrentStamp(api->cookie), api->CurrentStamp(api->cookie));
-}
-
-TEST_P(PortApiTest, ControlReadDeliversAtTheRequestedTimeOnTheChosenThread) {
-  auto probe = std::make_shared<ProbeControl>();
-  fader->setInput(2, probe);
-  double time = 0.75;
-  ValueRecord request{};
-  request.type = FourCC("ctrl");
-  request.parameter = &time;
-  ASSERT_NE(api->RequestInput(api->cookie, 2, 0, &request), 0u);
-  time = 99.0;  // the host copied the value when the request was placed
-  Read read;
-  api->ReadInput(api->cookie, 2, 0, &read.record, &read.done, &read.present);
-  read.wait();
-  ASSERT_EQ(read.present, 1);
-  ASSERT_NE(read.record.data, nullptr);
-  EXPECT_EQ(*static_cast<float*>(read.record.data), 1.5f);
-  EXPECT_EQ(probe->lastTime, 0.75);
-  EXPECT_EQ(probe->readOn != std::this_thread::get_id(), GetParam());
-  EXPECT_EQ(api->CancelInput(api->cookie, 2, 0, &request), 1u);
-  Read again;
-  api->ReadInput(api->cookie, 2, 0, &again.record, &again.done, &again.present);
-  again.wait();
-  EXPECT_EQ(again.present, 0);
-}
-
-TEST_P(PortApiTest, ImagesOfTheWrongSizeAreNotDelivered) {
-  fader->setInput(0, std::make_shared<WrongSizeImage>());
-  ImageDescriptor want{};
-  want.width = 8;
-  want.height = 8;
-  want.pixelFormat = kGrey8;
-  ValueRecord request{};
-  request.type = FourCC("imag");
-  request.parameter = &want;
-  ASSERT_NE(api->RequestInput(api->cookie, 0, 0, &request), 0u);
-  Read read;
-  api->ReadInput(api->cookie, 0, 0, &read.record, &read.done, &read.present);
-  read.wait();
-  EXPECT_EQ(read.present, 0);
-  EXPECT_EQ(read.record.data, nullptr);
-}
-
-TEST_P(PortApiTest, WiringChecksTheValueType) {
+  // Wiring checks the value type and the port.
   EXPECT_THROW(fader->setInput(0, std::make_shared<ProbeControl>()), HostError);
   EXPECT_THROW(fader->setInput(3, std::make_shared<WrongSizeImage>()), HostError);  // the output
   EXPECT_THROW(fader->setInput(9, nullptr), HostError);
   EXPECT_FALSE(fader->inputConnected(0));
+}
+
+TEST_P(PortApiTest, ReadsDeliverWhatWasRequestedOnTheChosenThread) {
+  auto probe = std::make_shared<ProbeControl>();
+  fader->setInput(2, probe);
+  double time = 0.75;
+  ValueRecord placed{};
+  placed.type = FourCC("ctrl"), placed.parameter = &time;
+  ASSERT_NE(api->RequestInput(api->cookie, 2, 0, &placed), 0u);
+  time = 99.0;  // the host copied the value when the request was placed
+  const void* value = read(2);
+  ASSERT_NE(value, nullptr);
+  EXPECT_TRUE(*static_cast<const float*>(value) == 1.5f && probe->lastTime == 0.75);
+  EXPECT_EQ(probe->readOn != std::this_thread::get_id(), GetParam());
+  EXPECT_EQ(api->CancelInput(api->cookie, 2, 0, &placed), 1u);
+  EXPECT_EQ(read(2), nullptr);
+
+  // An image of the wrong size is not delivered.
+  fader->setInput(0, std::make_shared<WrongSizeImage>());
+  ImageDescriptor want{};
+  want.width = want.height = 8, want.pixelFormat = kGrey8;
+  ASSERT_NE(request(0, FourCC("imag"), &want), 0u);
+  EXPECT_EQ(read(0), nullptr);
 }
 
 INSTANTIATE_TEST_SUITE_P(Delivery, PortApiTest, ::testing::Values(false, true),

@@ -1,9 +1,9 @@
-// CoreFoundation runtime: type ids, retain counting, booleans, strings, CFShow.
+// The CF runtime (type ids, retain counts, booleans, strings, CFShow) and CGColor.
 #include <CoreFoundation/CoreFoundation.h>
 #include <CoreGraphics/CoreGraphics.h>
 #include <gtest/gtest.h>
 
-#include <climits>
+#include <functional>
 #include <regex>
 #include <set>
 #include <string>
@@ -18,216 +18,125 @@ std::string Show(CFTypeRef obj) {
   return testing::internal::GetCapturedStdout();
 }
 
-TEST(CFRuntime, TypeIdsAreDistinctSmallNumbers) {
-  const CFTypeID ids[] = {CFNumberGetTypeID(), CFBooleanGetTypeID(), CFStringGetTypeID(), CGColorGetTypeID(),
-                          CGColorSpaceGetTypeID()};
-  std::set<CFTypeID> unique(std::begin(ids), std::end(ids));
-  EXPECT_EQ(unique.size(), std::size(ids));
-  for (CFTypeID id : ids) {
-    EXPECT_GT(id, 0u);
-    EXPECT_LT(id, 64u);
-  }
-  // Stable across calls.
-  EXPECT_EQ(CGColorGetTypeID(), CGColorGetTypeID());
-  EXPECT_EQ(CGColorSpaceGetTypeID(), CGColorSpaceGetTypeID());
+CFStringRef Str(const char *text) { return CFStringCreateWithCString(kCFAllocatorDefault, text, kCFStringEncodingUTF8); }
+
+void RunThreads(int count, const std::function<void(int)> &body) {
+  std::vector<std::thread> threads;
+  for (int t = 0; t < count; ++t) threads.emplace_back(body, t);
+  for (auto &t : threads) t.join();
 }
 
-TEST(CFRuntime, GetTypeIDOnEveryKind) {
+TEST(CFRuntime, TypeIdsRetainCountsAndSharedObjects) {
   int v = 3;
   CFNumberRef n = CFNumberCreate(kCFAllocatorDefault, kCFNumberIntType, &v);
-  CFStringRef s = CFStringCreateWithCString(kCFAllocatorDefault, "abc", kCFStringEncodingUTF8);
+  CFStringRef s = Str("abc");
   CGColorSpaceRef rgb = CGColorSpaceCreateDeviceRGB();
-  const CGFloat red[] = {1, 0, 0, 1};
-  CGColorRef c = CGColorCreate(rgb, red);
-  EXPECT_EQ(CFGetTypeID(n), CFNumberGetTypeID());
-  EXPECT_EQ(CFGetTypeID(s), CFStringGetTypeID());
-  EXPECT_EQ(CFGetTypeID(CFSTR("key")), CFStringGetTypeID());
-  EXPECT_EQ(CFGetTypeID(kCFBooleanTrue), CFBooleanGetTypeID());
-  EXPECT_EQ(CFGetTypeID(kCFBooleanFalse), CFBooleanGetTypeID());
-  EXPECT_EQ(CFGetTypeID(rgb), CGColorSpaceGetTypeID());
-  EXPECT_EQ(CFGetTypeID(c), CGColorGetTypeID());
+  const std::pair<CFTypeRef, CFTypeID> objects[] = {
+      {n, CFNumberGetTypeID()}, {s, CFStringGetTypeID()}, {CFSTR("k"), CFStringGetTypeID()},
+      {kCFBooleanFalse, CFBooleanGetTypeID()}, {rgb, CGColorSpaceGetTypeID()}};
+  std::set<CFTypeID> ids{CGColorGetTypeID()};
+  for (const auto &[object, id] : objects) EXPECT_EQ(CFGetTypeID(object), *ids.insert(id).first);
+  EXPECT_TRUE(ids.size() == 5u && ids.count(0) == 0u);
   EXPECT_EQ(CFGetTypeID(nullptr), 0u);
-  EXPECT_NE(kCFAllocatorDefault, nullptr);
-  CFRelease(c);
-  CGColorSpaceRelease(rgb);
+
+  EXPECT_TRUE(CFRetain(s) == s && CFGetRetainCount(s) == 2);
+  RunThreads(4, [s](int) {
+    for (int i = 0; i < 10000; ++i) CFRelease(CFRetain(s));
+  });
   CFRelease(s);
-  CFRelease(n);
-}
-
-TEST(CFRuntime, RetainReleaseCounting) {
-  int v = 1;
-  CFNumberRef n = CFNumberCreate(kCFAllocatorDefault, kCFNumberIntType, &v);
-  EXPECT_EQ(CFGetRetainCount(n), 1);
-  EXPECT_EQ(CFRetain(n), n);
-  EXPECT_EQ(CFGetRetainCount(n), 2);
-  CFRetain(n);
-  EXPECT_EQ(CFGetRetainCount(n), 3);
-  CFRelease(n);
-  CFRelease(n);
-  EXPECT_EQ(CFGetRetainCount(n), 1);
-  CFRelease(n);  // frees; ASan reports a leak if it did not
-  EXPECT_EQ(CFRetain(nullptr), nullptr);
-  CFRelease(nullptr);
-}
-
-TEST(CFRuntime, ConcurrentRetainRelease) {
-  CFStringRef s = CFStringCreateWithCString(kCFAllocatorDefault, "shared", kCFStringEncodingASCII);
-  std::vector<std::thread> threads;
-  for (int t = 0; t < 4; ++t)
-    threads.emplace_back([s] {
-      for (int i = 0; i < 10000; ++i) {
-        CFRetain(s);
-        CFRelease(s);
-      }
-    });
-  for (auto &t : threads) t.join();
   EXPECT_EQ(CFGetRetainCount(s), 1);
-  CFRelease(s);
-}
+  for (CFTypeRef object : {CFTypeRef(s), CFTypeRef(n), CFTypeRef(rgb)}) CFRelease(object);  // ASan: no leak
+  CFRelease(CFRetain(nullptr));
 
-TEST(CFBoolean, SharedAndImmortal) {
-  EXPECT_NE(kCFBooleanTrue, kCFBooleanFalse);
-  EXPECT_TRUE(CFBooleanGetValue(kCFBooleanTrue));
-  EXPECT_FALSE(CFBooleanGetValue(kCFBooleanFalse));
-  CFIndex before = CFGetRetainCount(kCFBooleanTrue);
-  for (int i = 0; i < 5; ++i) CFRelease(kCFBooleanTrue);
-  EXPECT_EQ(CFRetain(kCFBooleanTrue), kCFBooleanTrue);
-  EXPECT_EQ(CFGetRetainCount(kCFBooleanTrue), before);
-  EXPECT_TRUE(CFBooleanGetValue(kCFBooleanTrue));
-  EXPECT_TRUE(CFEqual(kCFBooleanTrue, kCFBooleanTrue));
+  EXPECT_TRUE(CFBooleanGetValue(kCFBooleanTrue) && !CFBooleanGetValue(kCFBooleanFalse));
   EXPECT_FALSE(CFEqual(kCFBooleanTrue, kCFBooleanFalse));
+  for (CFTypeRef shared : {CFTypeRef(kCFBooleanTrue), CFTypeRef(CFSTR("gain"))}) {
+    const CFIndex before = CFGetRetainCount(shared);
+    for (int i = 0; i < 5; ++i) CFRelease(shared);
+    EXPECT_EQ(CFGetRetainCount(shared), before);
+  }
+  EXPECT_TRUE(CFBooleanGetValue(kCFBooleanTrue));
 }
 
-TEST(CFString, CreateLengthAndCString) {
-  CFStringRef s = CFStringCreateWithCString(kCFAllocatorDefault, "radius", kCFStringEncodingASCII);
-  ASSERT_NE(s, nullptr);
-  EXPECT_EQ(CFStringGetLength(s), 6);
-  char buffer[16];
-  EXPECT_TRUE(CFStringGetCString(s, buffer, sizeof buffer, kCFStringEncodingUTF8));
-  EXPECT_STREQ(buffer, "radius");
-  char tight[7];
-  EXPECT_TRUE(CFStringGetCString(s, tight, sizeof tight, kCFStringEncodingASCII));
-  char tooSmall[6];
-  EXPECT_FALSE(CFStringGetCString(s, tooSmall, sizeof tooSmall, kCFStringEncodingUTF8));
-  ASSERT_NE(CFStringGetCStringPtr(s, kCFStringEncodingUTF8), nullptr);
-  EXPECT_STREQ(CFStringGetCStringPtr(s, kCFStringEncodingUTF8), "radius");
-  CFRelease(s);
-}
-
-TEST(CFString, Utf8LengthCountsUtf16Units) {
+TEST(CFString, Utf8CompareAndConstantStrings) {
   // "é" (2 bytes, 1 unit), "€" (3 bytes, 1 unit), U+1F600 (4 bytes, 2 units).
-  CFStringRef s = CFStringCreateWithCString(kCFAllocatorDefault, "a\xC3\xA9\xE2\x82\xAC\xF0\x9F\x98\x80",
-                                            kCFStringEncodingUTF8);
-  ASSERT_NE(s, nullptr);
-  EXPECT_EQ(CFStringGetLength(s), 5);
+  const char *utf8 = "a\xC3\xA9\xE2\x82\xAC\xF0\x9F\x98\x80";
+  CFStringRef s = Str(utf8);
+  CFStringRef ascii = Str("radius");
   char buffer[32];
-  EXPECT_TRUE(CFStringGetCString(s, buffer, sizeof buffer, kCFStringEncodingUTF8));
-  EXPECT_STREQ(buffer, "a\xC3\xA9\xE2\x82\xAC\xF0\x9F\x98\x80");
+  EXPECT_TRUE(CFStringGetLength(s) == 5 && CFStringGetCString(s, buffer, sizeof buffer, kCFStringEncodingUTF8));
+  EXPECT_STREQ(buffer, utf8);
   EXPECT_FALSE(CFStringGetCString(s, buffer, sizeof buffer, kCFStringEncodingASCII));
-  EXPECT_EQ(CFStringGetCStringPtr(s, kCFStringEncodingASCII), nullptr);
-  CFRelease(s);
+  EXPECT_TRUE(CFStringGetCString(ascii, buffer, 7, kCFStringEncodingASCII));
+  EXPECT_FALSE(CFStringGetCString(ascii, buffer, 6, kCFStringEncodingUTF8));  // no room for the NUL
+  for (const char *bad : {"\xC3", "\xC0\x80", static_cast<const char *>(nullptr)}) EXPECT_EQ(Str(bad), nullptr);
   EXPECT_EQ(CFStringCreateWithCString(kCFAllocatorDefault, "\xC3\xA9", kCFStringEncodingASCII), nullptr);
-  EXPECT_EQ(CFStringCreateWithCString(kCFAllocatorDefault, "\xC3", kCFStringEncodingUTF8), nullptr);
-  EXPECT_EQ(CFStringCreateWithCString(kCFAllocatorDefault, "\xC0\x80", kCFStringEncodingUTF8), nullptr);
-  EXPECT_EQ(CFStringCreateWithCString(kCFAllocatorDefault, nullptr, kCFStringEncodingUTF8), nullptr);
-  CFStringRef empty = CFStringCreateWithCString(kCFAllocatorDefault, "", kCFStringEncodingUTF8);
-  ASSERT_NE(empty, nullptr);
-  EXPECT_EQ(CFStringGetLength(empty), 0);
-  CFRelease(empty);
-}
-
-TEST(CFString, Compare) {
-  CFStringRef apple = CFStringCreateWithCString(kCFAllocatorDefault, "apple", kCFStringEncodingUTF8);
-  CFStringRef Apple = CFStringCreateWithCString(kCFAllocatorDefault, "Apple", kCFStringEncodingUTF8);
-  CFStringRef apples = CFStringCreateWithCString(kCFAllocatorDefault, "apples", kCFStringEncodingUTF8);
-  CFStringRef banana = CFStringCreateWithCString(kCFAllocatorDefault, "banana", kCFStringEncodingUTF8);
-  EXPECT_EQ(CFStringCompare(apple, CFSTR("apple"), 0), kCFCompareEqualTo);
-  EXPECT_EQ(CFStringCompare(apple, banana, 0), kCFCompareLessThan);
-  EXPECT_EQ(CFStringCompare(banana, apple, 0), kCFCompareGreaterThan);
-  EXPECT_EQ(CFStringCompare(apple, apples, 0), kCFCompareLessThan);
-  EXPECT_EQ(CFStringCompare(apples, apple, 0), kCFCompareGreaterThan);
-  // Byte-wise: 'A' (0x41) sorts before 'a' (0x61).
-  EXPECT_EQ(CFStringCompare(Apple, apple, 0), kCFCompareLessThan);
-  EXPECT_EQ(CFStringCompare(Apple, apple, kCFCompareCaseInsensitive), kCFCompareEqualTo);
-  EXPECT_EQ(CFStringCompare(Apple, banana, kCFCompareCaseInsensitive), kCFCompareLessThan);
-  EXPECT_EQ(CFStringCompare(CFSTR("B"), apple, 0), kCFCompareLessThan);
-  EXPECT_EQ(CFStringCompare(CFSTR("B"), apple, kCFCompareCaseInsensitive), kCFCompareGreaterThan);
-  EXPECT_TRUE(CFEqual(apple, CFSTR("apple")));
-  EXPECT_FALSE(CFEqual(apple, Apple));
-  CFRelease(apple);
-  CFRelease(Apple);
-  CFRelease(apples);
-  CFRelease(banana);
-}
-
-TEST(CFString, ConstantStringsAreInternedAndImmortal) {
-  CFStringRef a = CFSTR("gain");
+  for (CFStringRef x : {s, ascii}) CFRelease(x);
+  const struct { const char *a, *b; CFOptionFlags options; CFComparisonResult want; } cases[] = {
+      {"apple", "apple", 0, kCFCompareEqualTo},      {"apple", "banana", 0, kCFCompareLessThan},
+      {"banana", "apple", 0, kCFCompareGreaterThan}, {"apple", "apples", 0, kCFCompareLessThan},
+      {"apples", "apple", 0, kCFCompareGreaterThan}, {"Apple", "apple", 0, kCFCompareLessThan},
+      {"B", "apple", 0, kCFCompareLessThan},         {"Apple", "apple", kCFCompareCaseInsensitive, kCFCompareEqualTo},
+      {"Apple", "banana", kCFCompareCaseInsensitive, kCFCompareLessThan},
+      {"B", "apple", kCFCompareCaseInsensitive, kCFCompareGreaterThan}};
+  for (const auto &c : cases) {
+    CFStringRef a = Str(c.a), b = Str(c.b);
+    EXPECT_EQ(CFStringCompare(a, b, c.options), c.want) << c.a << " " << c.b << " " << c.options;
+    EXPECT_EQ(CFEqual(a, b) != 0, std::string(c.a) == c.b) << c.a << " " << c.b;
+    for (CFStringRef x : {a, b}) CFRelease(x);
+  }
+  // CFSTR gives one object per content, whatever the literal's address, from any thread.
   const char literal[] = "gain";
-  CFStringRef b = __CFStringMakeConstantString(literal);  // other address, same content
-  EXPECT_EQ(a, b);
+  EXPECT_EQ(CFSTR("gain"), __CFStringMakeConstantString(literal));
   EXPECT_NE(CFSTR("gain"), CFSTR("bias"));
-  CFIndex before = CFGetRetainCount(a);
-  CFRelease(a);
-  CFRelease(a);
-  EXPECT_EQ(CFGetRetainCount(a), before);
-  EXPECT_EQ(CFStringGetLength(CFSTR("gain")), 4);
-  EXPECT_STREQ(CFStringGetCStringPtr(CFSTR("gain"), kCFStringEncodingUTF8), "gain");
-}
-
-TEST(CFString, ConstantStringsAreThreadSafe) {
-  std::vector<std::thread> threads;
   std::vector<CFStringRef> seen(8);
-  for (size_t t = 0; t < seen.size(); ++t)
-    threads.emplace_back([&seen, t] {
-      for (int i = 0; i < 200; ++i) seen[t] = __CFStringMakeConstantString(("k" + std::to_string(i)).c_str());
-    });
-  for (auto &t : threads) t.join();
-  for (CFStringRef s : seen) EXPECT_EQ(s, CFSTR("k199"));
+  RunThreads(8, [&seen](int t) {
+    for (int i = 0; i < 200; ++i) seen[t] = __CFStringMakeConstantString(("k" + std::to_string(i)).c_str());
+  });
+  for (CFStringRef k : seen) EXPECT_EQ(k, CFSTR("k199"));
 }
 
-TEST(CFShow, Null) { EXPECT_EQ(Show(nullptr), "(null)\n"); }
-
-TEST(CFShow, String) {
-  EXPECT_EQ(Show(CFSTR("hello world")), "hello world\n");
-  std::string longText(500, 'x');
-  CFStringRef s = CFStringCreateWithCString(kCFAllocatorDefault, longText.c_str(), kCFStringEncodingUTF8);
+TEST(CFShow, PrintsEachKindOnStdout) {
+  EXPECT_EQ(Show(nullptr), "(null)\n");
+  const std::string longText(500, 'x');
+  CFStringRef s = Str(longText.c_str());
   EXPECT_EQ(Show(s), longText + "\n");
   CFRelease(s);
-}
-
-TEST(CFShow, Booleans) {
-  EXPECT_TRUE(std::regex_match(Show(kCFBooleanTrue), std::regex(R"(<CFBoolean 0x[0-9a-f]+>\{value = true\}\n)")));
   EXPECT_TRUE(std::regex_match(Show(kCFBooleanFalse), std::regex(R"(<CFBoolean 0x[0-9a-f]+>\{value = false\}\n)")));
-}
-
-TEST(CFShow, Numbers) {
-  const std::regex prefix(R"(<CFNumber 0x[0-9a-f]+ \[0x[0-9a-f]+\]>\{value = (.*), type = (\w+)\}\n)");
-  auto check = [&](CFNumberType type, const void *value, const char *text, const char *typeName) {
-    CFNumberRef n = CFNumberCreate(kCFAllocatorDefault, type, value);
-    std::string out = Show(n);
+  const std::regex number(R"(<CFNumber 0x[0-9a-f]+ \[0x[0-9a-f]+\]>\{value = (.*), type = (\w+)\}\n)");
+  auto check = [&](CFNumberType type, auto value, const char *text, const char *typeName) {
+    CFNumberRef n = CFNumberCreate(kCFAllocatorDefault, type, &value);
+    const std::string out = Show(n);
     std::smatch m;
-    ASSERT_TRUE(std::regex_match(out, m, prefix)) << out;
-    EXPECT_EQ(m[1].str(), text) << out;
-    EXPECT_EQ(m[2].str(), typeName) << out;
+    EXPECT_TRUE(std::regex_match(out, m, number) && m[1] == text && m[2] == typeName) << out;
     CFRelease(n);
   };
-  int64_t three = 3, minus = -42, zero = 0;
-  int i = 7;
-  double half = 0.5, tenth = 0.1, negative = -2.25;
-  float f = 0.5f, fTenth = 0.1f;
-  double big = 1e300;
-  int64_t min64 = INT64_MIN;
-  check(kCFNumberSInt64Type, &three, "+3", "kCFNumberSInt64Type");
-  check(kCFNumberSInt64Type, &minus, "-42", "kCFNumberSInt64Type");
-  check(kCFNumberSInt64Type, &zero, "+0", "kCFNumberSInt64Type");
-  check(kCFNumberIntType, &i, "+7", "kCFNumberSInt32Type");
-  check(kCFNumberDoubleType, &half, "+0.5", "kCFNumberFloat64Type");
-  check(kCFNumberDoubleType, &tenth, "+0.1", "kCFNumberFloat64Type");
-  check(kCFNumberDoubleType, &negative, "-2.25", "kCFNumberFloat64Type");
-  check(kCFNumberFloatType, &f, "+0.5", "kCFNumberFloat32Type");
-  check(kCFNumberFloatType, &fTenth, "+0.1", "kCFNumberFloat32Type");
-  check(kCFNumberDoubleType, &big, "+1e+300", "kCFNumberFloat64Type");
-  check(kCFNumberSInt64Type, &min64, "-9223372036854775808", "kCFNumberSInt64Type");
+  check(kCFNumberSInt64Type, int64_t{INT64_MIN}, "-9223372036854775808", "kCFNumberSInt64Type");
+  check(kCFNumberIntType, 7, "+7", "kCFNumberSInt32Type");
+  check(kCFNumberDoubleType, -2.25, "-2.25", "kCFNumberFloat64Type");
+  check(kCFNumberFloatType, 0.1f, "+0.1", "kCFNumberFloat32Type");
+}
+
+TEST(CGColor, ComponentsSpacesAndShow) {
+  CGColorSpaceRef rgb = CGColorSpaceCreateDeviceRGB(), gray = CGColorSpaceCreateDeviceGray();
+  CGFloat values[] = {0.25, 0.5, 0.75, 0.8};
+  const CGFloat greyValues[] = {0.5, 0.25};
+  CGColorRef c = CGColorCreate(rgb, values), g = CGColorCreate(gray, greyValues), twin = CGColorCreate(rgb, values);
+  for (CGColorSpaceRef space : {rgb, gray}) CGColorSpaceRelease(space);  // each colour keeps its space alive
+  values[0] = 9;  // the colour keeps its own copy
+  ASSERT_EQ(CGColorGetNumberOfComponents(c), 4u);
+  const CGFloat *got = CGColorGetComponents(c);
+  EXPECT_TRUE(got[0] == 0.25 && got[1] == 0.5 && got[2] == 0.75 && got[3] == 0.8);
+  EXPECT_EQ(CGColorGetAlpha(c), 0.8);
+  EXPECT_EQ(CGColorSpaceGetNumberOfComponents(CGColorGetColorSpace(c)), 3u);
+  ASSERT_EQ(CGColorGetNumberOfComponents(g), 2u);
+  EXPECT_TRUE(CGColorGetComponents(g)[0] == 0.5 && CGColorGetAlpha(g) == 0.25);
+  EXPECT_TRUE(std::regex_match(
+      Show(g), std::regex(R"(<CGColor 0x[0-9a-f]+> \[<CGColorSpace 0x[0-9a-f]+> \(kCGColorSpaceDeviceGray\)\] \( 0.5 0.25 \)\n)")));
+  EXPECT_TRUE(CFEqual(c, twin));
+  EXPECT_FALSE(CFEqual(c, g));
+  EXPECT_EQ(CGColorCreate(nullptr, greyValues), nullptr);
+  for (CGColorRef color : {c, g, twin}) CGColorRelease(color);
 }
 
 }  // namespace

@@ -1,4 +1,4 @@
-// CFNumber: storage, canonical types and CFNumberGetValue's conversions.
+// CFNumber: canonical types and CFNumberGetValue's conversions, table driven.
 #include <CoreFoundation/CoreFoundation.h>
 #include <gtest/gtest.h>
 
@@ -8,280 +8,97 @@
 
 namespace {
 
-// Owns one reference.
-struct Number {
-  CFNumberRef ref;
-  template <class T>
-  Number(CFNumberType type, T value) : ref(CFNumberCreate(kCFAllocatorDefault, type, &value)) {}
-  ~Number() { CFRelease(ref); }
-  Number(const Number &) = delete;
-  Number &operator=(const Number &) = delete;
-  operator CFNumberRef() const { return ref; }
-};
+constexpr double kInf = std::numeric_limits<double>::infinity();
+constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
+
+// Stores `in` as `from`, reads it back as `to` and checks value and exactness flag.
+template <class Out, class In>
+void expectRead(CFNumberType from, In in, CFNumberType to, Out want, bool exact, const char *what) {
+  SCOPED_TRACE(what);
+  CFNumberRef n = CFNumberCreate(kCFAllocatorDefault, from, &in);
+  ASSERT_NE(n, nullptr);
+  Out got{};
+  EXPECT_EQ(CFNumberGetValue(n, to, &got) != 0, exact);
+  EXPECT_TRUE(got == want || (std::isnan(double(got)) && std::isnan(double(want)))) << +got << " wanted " << +want;
+  CFRelease(n);
+}
+
+#define EXPECT_READ(from, in, to, want, exact) \
+  expectRead(kCFNumber##from##Type, in, kCFNumber##to##Type, want, exact, #in " as " #to)
 
 TEST(CFNumber, CanonicalTypesAndSizes) {
-  struct Case {
-    CFNumberType created;
-    CFNumberType canonical;
-    CFIndex size;
-    bool isFloat;
-  };
-  const Case cases[] = {
-      {kCFNumberSInt8Type, kCFNumberSInt8Type, 1, false},    {kCFNumberCharType, kCFNumberSInt8Type, 1, false},
-      {kCFNumberSInt16Type, kCFNumberSInt16Type, 2, false},  {kCFNumberShortType, kCFNumberSInt16Type, 2, false},
-      {kCFNumberSInt32Type, kCFNumberSInt32Type, 4, false},  {kCFNumberIntType, kCFNumberSInt32Type, 4, false},
-      {kCFNumberSInt64Type, kCFNumberSInt64Type, 8, false},  {kCFNumberLongType, kCFNumberSInt64Type, 8, false},
-      {kCFNumberLongLongType, kCFNumberSInt64Type, 8, false}, {kCFNumberCFIndexType, kCFNumberSInt64Type, 8, false},
-      {kCFNumberNSIntegerType, kCFNumberSInt64Type, 8, false}, {kCFNumberFloat32Type, kCFNumberFloat32Type, 4, true},
-      {kCFNumberFloatType, kCFNumberFloat32Type, 4, true},    {kCFNumberFloat64Type, kCFNumberFloat64Type, 8, true},
-      {kCFNumberDoubleType, kCFNumberFloat64Type, 8, true},   {kCFNumberCGFloatType, kCFNumberFloat64Type, 8, true},
-  };
+  const struct { CFNumberType created, canonical; CFIndex size; } cases[] = {
+      {kCFNumberCharType, kCFNumberSInt8Type, 1},      {kCFNumberShortType, kCFNumberSInt16Type, 2},
+      {kCFNumberIntType, kCFNumberSInt32Type, 4},      {kCFNumberLongType, kCFNumberSInt64Type, 8},
+      {kCFNumberCFIndexType, kCFNumberSInt64Type, 8},  {kCFNumberFloatType, kCFNumberFloat32Type, 4},
+      {kCFNumberDoubleType, kCFNumberFloat64Type, 8},  {kCFNumberCGFloatType, kCFNumberFloat64Type, 8}};
   unsigned char zeros[8] = {};
-  for (const Case &c : cases) {
+  for (const auto &c : cases) {
     CFNumberRef n = CFNumberCreate(kCFAllocatorDefault, c.created, zeros);
     ASSERT_NE(n, nullptr) << c.created;
-    EXPECT_EQ(CFNumberGetType(n), c.canonical) << c.created;
-    EXPECT_EQ(CFNumberGetByteSize(n), c.size) << c.created;
-    EXPECT_EQ(CFNumberIsFloatType(n) != 0, c.isFloat) << c.created;
-    EXPECT_EQ(CFGetTypeID(n), CFNumberGetTypeID());
+    EXPECT_TRUE(CFNumberGetType(n) == c.canonical && CFNumberGetByteSize(n) == c.size) << c.created;
+    EXPECT_EQ(CFNumberIsFloatType(n) != 0, c.canonical >= kCFNumberFloat32Type) << c.created;
     CFRelease(n);
   }
-}
-
-TEST(CFNumber, LongIsSixtyFourBitsAndSInt32Saturates) {
-  static_assert(sizeof(long) == 8, "LP64");
-  long big = 5000000000L;
-  Number n(kCFNumberLongType, big);
-  long asLong = 0;
-  EXPECT_TRUE(CFNumberGetValue(n, kCFNumberLongType, &asLong));
-  EXPECT_EQ(asLong, 5000000000L);
-  int32_t as32 = 0;
-  EXPECT_FALSE(CFNumberGetValue(n, kCFNumberSInt32Type, &as32));
-  EXPECT_EQ(as32, INT32_MAX);
-  int asInt = 0;
-  EXPECT_FALSE(CFNumberGetValue(n, kCFNumberIntType, &asInt));
-  EXPECT_EQ(asInt, INT32_MAX);
-}
-
-TEST(CFNumber, InvalidArguments) {
-  int v = 1;
-  EXPECT_EQ(CFNumberCreate(kCFAllocatorDefault, static_cast<CFNumberType>(0), &v), nullptr);
-  EXPECT_EQ(CFNumberCreate(kCFAllocatorDefault, static_cast<CFNumberType>(17), &v), nullptr);
+  int v = 1, out = 42;
+  for (int type : {0, 17}) EXPECT_EQ(CFNumberCreate(kCFAllocatorDefault, static_cast<CFNumberType>(type), &v), nullptr);
   EXPECT_EQ(CFNumberCreate(kCFAllocatorDefault, kCFNumberIntType, nullptr), nullptr);
-  Number n(kCFNumberIntType, 7);
-  EXPECT_FALSE(CFNumberGetValue(n, kCFNumberIntType, nullptr));
-  int out = 42;
-  EXPECT_FALSE(CFNumberGetValue(nullptr, kCFNumberIntType, &out));
+  CFNumberRef n = CFNumberCreate(kCFAllocatorDefault, kCFNumberIntType, &v);
+  EXPECT_FALSE(CFNumberGetValue(n, kCFNumberIntType, nullptr) || CFNumberGetValue(nullptr, kCFNumberIntType, &out) ||
+               CFNumberGetValue(n, static_cast<CFNumberType>(20), &out));
   EXPECT_EQ(out, 42);
-  EXPECT_FALSE(CFNumberGetValue(n, static_cast<CFNumberType>(20), &out));
-  EXPECT_EQ(out, 42);
+  CFRelease(n);
 }
 
-TEST(CFNumber, IntegerRoundTripsEveryWidth) {
-  Number n8(kCFNumberSInt8Type, int8_t{-128});
-  Number n16(kCFNumberSInt16Type, int16_t{-32768});
-  Number n32(kCFNumberSInt32Type, int32_t{INT32_MIN});
-  Number n64(kCFNumberSInt64Type, int64_t{INT64_MIN});
-  int64_t v = 0;
-  EXPECT_TRUE(CFNumberGetValue(n8, kCFNumberSInt64Type, &v));
-  EXPECT_EQ(v, -128);
-  EXPECT_TRUE(CFNumberGetValue(n16, kCFNumberSInt64Type, &v));
-  EXPECT_EQ(v, -32768);
-  EXPECT_TRUE(CFNumberGetValue(n32, kCFNumberSInt64Type, &v));
-  EXPECT_EQ(v, INT32_MIN);
-  EXPECT_TRUE(CFNumberGetValue(n64, kCFNumberSInt64Type, &v));
-  EXPECT_EQ(v, INT64_MIN);
+TEST(CFNumber, IntegerReadsSaturate) {
+  EXPECT_READ(Long, 5000000000L, Long, 5000000000L, true);  // long is 64 bits
+  EXPECT_READ(Long, 5000000000L, SInt32, int32_t{INT32_MAX}, false);
+  EXPECT_READ(SInt8, int8_t{-128}, SInt64, int64_t{-128}, true);
+  EXPECT_READ(SInt64, int64_t{300}, SInt8, int8_t{127}, false);
+  EXPECT_READ(SInt64, int64_t{-300}, SInt8, int8_t{-128}, false);
+  EXPECT_READ(SInt64, int64_t{300}, SInt16, int16_t{300}, true);
+  EXPECT_READ(SInt64, int64_t{INT64_MIN}, SInt32, int32_t{INT32_MIN}, false);
+  EXPECT_READ(Int, -5, Char, static_cast<char>(-5), true);  // char is signed: no wrap either way
+  EXPECT_READ(Int, 200, Char, static_cast<char>(127), false);
 }
 
-TEST(CFNumber, IntegerNarrowingSaturates) {
-  Number big(kCFNumberSInt64Type, int64_t{300});
-  Number small(kCFNumberSInt64Type, int64_t{-300});
-  int8_t i8 = 0;
-  EXPECT_FALSE(CFNumberGetValue(big, kCFNumberSInt8Type, &i8));
-  EXPECT_EQ(i8, 127);
-  EXPECT_FALSE(CFNumberGetValue(small, kCFNumberSInt8Type, &i8));
-  EXPECT_EQ(i8, -128);
-  int16_t i16 = 0;
-  EXPECT_TRUE(CFNumberGetValue(big, kCFNumberSInt16Type, &i16));
-  EXPECT_EQ(i16, 300);
-  Number huge(kCFNumberSInt64Type, int64_t{INT64_MAX});
-  EXPECT_FALSE(CFNumberGetValue(huge, kCFNumberSInt16Type, &i16));
-  EXPECT_EQ(i16, INT16_MAX);
-  Number tiny(kCFNumberSInt64Type, int64_t{INT64_MIN});
-  int32_t i32 = 0;
-  EXPECT_FALSE(CFNumberGetValue(tiny, kCFNumberSInt32Type, &i32));
-  EXPECT_EQ(i32, INT32_MIN);
+TEST(CFNumber, FloatToIntegerTruncatesTowardZeroAndSaturates) {
+  EXPECT_READ(Float64, 2.9, SInt32, int32_t{2}, false);
+  EXPECT_READ(Float64, -2.9, SInt32, int32_t{-2}, false);
+  EXPECT_READ(Float64, -7.0, SInt32, int32_t{-7}, true);
+  EXPECT_READ(Float32, 3.75f, SInt64, int64_t{3}, false);
+  EXPECT_READ(Float64, 1e300, SInt64, int64_t{INT64_MAX}, false);
+  EXPECT_READ(Float64, 0x1p63, SInt64, int64_t{INT64_MAX}, false);
+  EXPECT_READ(Float64, -0x1p63, SInt64, int64_t{INT64_MIN}, true);
+  EXPECT_READ(Float64, 2147483647.0, SInt32, int32_t{INT32_MAX}, true);
+  EXPECT_READ(Float64, 2147483647.5, SInt32, int32_t{INT32_MAX}, false);
+  EXPECT_READ(Float64, -2147483649.0, SInt32, int32_t{INT32_MIN}, false);
+  EXPECT_READ(Float64, kNaN, SInt64, int64_t{0}, false);
+  EXPECT_READ(Float64, kNaN, Double, kNaN, true);
 }
 
-TEST(CFNumber, CharIsSignedSoNegativesSurvive) {
-  // CF has no unsigned types: char maps to SInt8, so negatives keep their sign
-  // and large positives saturate rather than wrap.
-  Number neg(kCFNumberIntType, -5);
-  char c = 0;
-  EXPECT_TRUE(CFNumberGetValue(neg, kCFNumberCharType, &c));
-  EXPECT_EQ(static_cast<signed char>(c), -5);
-  Number v200(kCFNumberIntType, 200);
-  EXPECT_FALSE(CFNumberGetValue(v200, kCFNumberCharType, &c));
-  EXPECT_EQ(static_cast<signed char>(c), 127);
-  // A uint32_t above INT32_MAX must be stored as SInt64 to survive.
-  uint32_t u = 0xFFFFFFFFu;
-  int64_t wide = u;
-  Number n(kCFNumberSInt64Type, wide);
-  int64_t back = 0;
-  EXPECT_TRUE(CFNumberGetValue(n, kCFNumberSInt64Type, &back));
-  EXPECT_EQ(back, 0xFFFFFFFFll);
-  int32_t narrow = 0;
-  EXPECT_FALSE(CFNumberGetValue(n, kCFNumberSInt32Type, &narrow));
-  EXPECT_EQ(narrow, INT32_MAX);
-}
-
-TEST(CFNumber, FloatToIntegerTruncatesTowardZero) {
-  Number pos(kCFNumberFloat64Type, 2.9);
-  Number neg(kCFNumberFloat64Type, -2.9);
-  int32_t v = 0;
-  EXPECT_FALSE(CFNumberGetValue(pos, kCFNumberSInt32Type, &v));
-  EXPECT_EQ(v, 2);
-  EXPECT_FALSE(CFNumberGetValue(neg, kCFNumberSInt32Type, &v));
-  EXPECT_EQ(v, -2);
-  Number whole(kCFNumberFloat64Type, -7.0);
-  EXPECT_TRUE(CFNumberGetValue(whole, kCFNumberSInt32Type, &v));
-  EXPECT_EQ(v, -7);
-  Number negZero(kCFNumberFloat64Type, -0.0);
-  EXPECT_TRUE(CFNumberGetValue(negZero, kCFNumberSInt32Type, &v));
-  EXPECT_EQ(v, 0);
-  Number f(kCFNumberFloatType, 3.75f);
-  int64_t w = 0;
-  EXPECT_FALSE(CFNumberGetValue(f, kCFNumberSInt64Type, &w));
-  EXPECT_EQ(w, 3);
-}
-
-TEST(CFNumber, FloatToIntegerSaturates) {
-  const double inf = std::numeric_limits<double>::infinity();
-  int8_t i8 = 0;
-  int32_t i32 = 0;
-  int64_t i64 = 0;
-  Number big(kCFNumberFloat64Type, 1e300);
-  EXPECT_FALSE(CFNumberGetValue(big, kCFNumberSInt8Type, &i8));
-  EXPECT_EQ(i8, INT8_MAX);
-  EXPECT_FALSE(CFNumberGetValue(big, kCFNumberSInt32Type, &i32));
-  EXPECT_EQ(i32, INT32_MAX);
-  EXPECT_FALSE(CFNumberGetValue(big, kCFNumberSInt64Type, &i64));
-  EXPECT_EQ(i64, INT64_MAX);
-  Number minusInf(kCFNumberFloat64Type, -inf);
-  EXPECT_FALSE(CFNumberGetValue(minusInf, kCFNumberSInt64Type, &i64));
-  EXPECT_EQ(i64, INT64_MIN);
-  EXPECT_FALSE(CFNumberGetValue(minusInf, kCFNumberSInt32Type, &i32));
-  EXPECT_EQ(i32, INT32_MIN);
-  // Exactly representable edges.
-  Number twoTo63(kCFNumberFloat64Type, 0x1p63);
-  EXPECT_FALSE(CFNumberGetValue(twoTo63, kCFNumberSInt64Type, &i64));
-  EXPECT_EQ(i64, INT64_MAX);
-  Number minus2To63(kCFNumberFloat64Type, -0x1p63);
-  EXPECT_TRUE(CFNumberGetValue(minus2To63, kCFNumberSInt64Type, &i64));
-  EXPECT_EQ(i64, INT64_MIN);
-  Number justBelow(kCFNumberFloat64Type, 2147483647.5);
-  EXPECT_FALSE(CFNumberGetValue(justBelow, kCFNumberSInt32Type, &i32));
-  EXPECT_EQ(i32, INT32_MAX);
-  Number int32Max(kCFNumberFloat64Type, 2147483647.0);
-  EXPECT_TRUE(CFNumberGetValue(int32Max, kCFNumberSInt32Type, &i32));
-  EXPECT_EQ(i32, INT32_MAX);
-  Number over(kCFNumberFloat64Type, 2147483648.0);
-  EXPECT_FALSE(CFNumberGetValue(over, kCFNumberSInt32Type, &i32));
-  EXPECT_EQ(i32, INT32_MAX);
-  Number under(kCFNumberFloat64Type, -2147483649.0);
-  EXPECT_FALSE(CFNumberGetValue(under, kCFNumberSInt32Type, &i32));
-  EXPECT_EQ(i32, INT32_MIN);
-}
-
-TEST(CFNumber, NaNGivesZero) {
-  Number nan(kCFNumberFloat64Type, std::numeric_limits<double>::quiet_NaN());
-  int32_t i32 = 99;
-  EXPECT_FALSE(CFNumberGetValue(nan, kCFNumberSInt32Type, &i32));
-  EXPECT_EQ(i32, 0);
-  int64_t i64 = 99;
-  EXPECT_FALSE(CFNumberGetValue(nan, kCFNumberSInt64Type, &i64));
-  EXPECT_EQ(i64, 0);
-  int8_t i8 = 99;
-  EXPECT_FALSE(CFNumberGetValue(nan, kCFNumberSInt8Type, &i8));
-  EXPECT_EQ(i8, 0);
-  double d = 0;
-  EXPECT_TRUE(CFNumberGetValue(nan, kCFNumberDoubleType, &d));
-  EXPECT_TRUE(std::isnan(d));
-  float f = 0;
-  CFNumberGetValue(nan, kCFNumberFloatType, &f);
-  EXPECT_TRUE(std::isnan(f));
-}
-
-TEST(CFNumber, ToFloatingTypes) {
-  double d = 0;
-  float f = 0;
-  Number half(kCFNumberFloat64Type, 0.5);
-  EXPECT_TRUE(CFNumberGetValue(half, kCFNumberFloat32Type, &f));
-  EXPECT_EQ(f, 0.5f);
-  Number tenth(kCFNumberFloat64Type, 0.1);
-  EXPECT_FALSE(CFNumberGetValue(tenth, kCFNumberFloatType, &f));  // 0.1 is not a float
-  EXPECT_EQ(f, 0.1f);
-  EXPECT_TRUE(CFNumberGetValue(tenth, kCFNumberCGFloatType, &d));
-  EXPECT_EQ(d, 0.1);
-  Number fromFloat(kCFNumberFloat32Type, 0.1f);
-  EXPECT_TRUE(CFNumberGetValue(fromFloat, kCFNumberFloat64Type, &d));
-  EXPECT_EQ(d, static_cast<double>(0.1f));
-  EXPECT_TRUE(CFNumberGetValue(fromFloat, kCFNumberFloat32Type, &f));
-  EXPECT_EQ(f, 0.1f);
-  Number tooBig(kCFNumberFloat64Type, 1e300);
-  EXPECT_FALSE(CFNumberGetValue(tooBig, kCFNumberFloat32Type, &f));
-  EXPECT_TRUE(std::isinf(f));
-  EXPECT_GT(f, 0.0f);
-  Number inf(kCFNumberFloat64Type, -std::numeric_limits<double>::infinity());
-  EXPECT_TRUE(CFNumberGetValue(inf, kCFNumberFloat32Type, &f));
-  EXPECT_TRUE(std::isinf(f));
-  EXPECT_LT(f, 0.0f);
-  Number fltMax(kCFNumberFloat64Type, static_cast<double>(std::numeric_limits<float>::max()));
-  EXPECT_TRUE(CFNumberGetValue(fltMax, kCFNumberFloat32Type, &f));
-  EXPECT_EQ(f, std::numeric_limits<float>::max());
-}
-
-TEST(CFNumber, IntegerToFloatingExactness) {
-  double d = 0;
-  float f = 0;
-  Number three(kCFNumberIntType, 3);
-  EXPECT_TRUE(CFNumberGetValue(three, kCFNumberDoubleType, &d));
-  EXPECT_EQ(d, 3.0);
-  EXPECT_TRUE(CFNumberGetValue(three, kCFNumberFloatType, &f));
-  EXPECT_EQ(f, 3.0f);
-  Number odd24(kCFNumberSInt32Type, (1 << 24) + 1);
-  EXPECT_FALSE(CFNumberGetValue(odd24, kCFNumberFloat32Type, &f));
-  EXPECT_EQ(f, 16777216.0f);
-  EXPECT_TRUE(CFNumberGetValue(odd24, kCFNumberFloat64Type, &d));
-  Number odd53(kCFNumberSInt64Type, (int64_t{1} << 53) + 1);
-  EXPECT_FALSE(CFNumberGetValue(odd53, kCFNumberFloat64Type, &d));
-  EXPECT_EQ(d, 0x1p53);
-  Number max64(kCFNumberSInt64Type, INT64_MAX);
-  EXPECT_FALSE(CFNumberGetValue(max64, kCFNumberFloat64Type, &d));  // rounds up to 2^63
-  EXPECT_EQ(d, 0x1p63);
-  EXPECT_FALSE(CFNumberGetValue(max64, kCFNumberFloat32Type, &f));
-  Number min64(kCFNumberSInt64Type, INT64_MIN);
-  EXPECT_TRUE(CFNumberGetValue(min64, kCFNumberFloat64Type, &d));
-  EXPECT_EQ(d, -0x1p63);
+TEST(CFNumber, FloatingReadsFlagLostPrecision) {
+  EXPECT_READ(Float64, 0.1, Float, 0.1f, false);
+  EXPECT_READ(Float32, 0.1f, Float64, static_cast<double>(0.1f), true);
+  EXPECT_READ(Float64, 1e300, Float32, std::numeric_limits<float>::infinity(), false);
+  EXPECT_READ(Float64, -kInf, Float32, -std::numeric_limits<float>::infinity(), true);
+  EXPECT_READ(Float64, double{std::numeric_limits<float>::max()}, Float32, std::numeric_limits<float>::max(), true);
+  EXPECT_READ(SInt32, (1 << 24) + 1, Float32, 16777216.0f, false);
+  EXPECT_READ(SInt64, (int64_t{1} << 53) + 1, Float64, 0x1p53, false);
+  EXPECT_READ(SInt64, int64_t{INT64_MAX}, Float64, 0x1p63, false);  // rounds up to 2^63
+  EXPECT_READ(SInt64, int64_t{INT64_MIN}, Float64, -0x1p63, true);
 }
 
 TEST(CFNumber, EqualComparesValuesAcrossTypes) {
-  Number i(kCFNumberIntType, 1);
-  Number l(kCFNumberSInt64Type, int64_t{1});
-  Number d(kCFNumberDoubleType, 1.0);
-  Number f(kCFNumberFloatType, 1.0f);
-  Number half(kCFNumberDoubleType, 1.5);
-  Number two(kCFNumberIntType, 2);
-  EXPECT_TRUE(CFEqual(i, l));
-  EXPECT_TRUE(CFEqual(i, d));
-  EXPECT_TRUE(CFEqual(d, f));
-  EXPECT_TRUE(CFEqual(f, i));
-  EXPECT_FALSE(CFEqual(i, two));
-  EXPECT_FALSE(CFEqual(half, i));
-  EXPECT_FALSE(CFEqual(i, kCFBooleanTrue));
-  Number max64(kCFNumberSInt64Type, INT64_MAX);
-  Number twoTo63(kCFNumberDoubleType, 0x1p63);
-  EXPECT_FALSE(CFEqual(max64, twoTo63));
+  auto make = [](CFNumberType type, auto value) { return CFNumberCreate(kCFAllocatorDefault, type, &value); };
+  // The first four are all 1; none of the rest equals any other entry.
+  CFNumberRef n[] = {make(kCFNumberIntType, 1),  make(kCFNumberSInt64Type, int64_t{1}),    make(kCFNumberDoubleType, 1.0),
+                     make(kCFNumberFloatType, 1.0f), make(kCFNumberDoubleType, 1.5),          make(kCFNumberIntType, 2),
+                     make(kCFNumberSInt64Type, int64_t{INT64_MAX}), make(kCFNumberDoubleType, 0x1p63)};
+  for (size_t i = 0; i < std::size(n); ++i)
+    for (size_t j = 0; j < std::size(n); ++j) EXPECT_EQ(CFEqual(n[i], n[j]) != 0, i == j || (i < 4 && j < 4)) << i << j;
+  EXPECT_FALSE(CFEqual(n[0], kCFBooleanTrue));
+  for (CFNumberRef x : n) CFRelease(x);
 }
 
 }  // namespace
