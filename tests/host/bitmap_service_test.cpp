@@ -78,9 +78,6 @@ TEST_F(BitmapServiceTest, CreateLockStampAndOpenForWriting) {
   EXPECT_EQ(bm->ImageStamp(cookie, image.handle()), stamp);
   ASSERT_NE(bm->OpenForWriting(cookie, image.handle()), nullptr);
   EXPECT_TRUE(bm->ImageStamp(cookie, image.handle()) != stamp && bm->ImageStamp(cookie, nullptr) == 0u);
-  const double unit[4] = {0, 0, 1, 1};
-  EXPECT_EQ(bm->PrepareDestination(cookie, created, &want, unit, 0, 0, 1.0f), 1u);
-  EXPECT_EQ(bm->PrepareDestination(cookie, nullptr, &want, unit, 0, 0, 1.0f), 0u);
 }
 
 TEST_F(BitmapServiceTest, CacheImageSurvivesAndCopiesToTheOutput) {
