@@ -26,6 +26,8 @@ void RegisterForBothFormats(const std::string &what, std::function<void(benchmar
   }
 }
 
+std::string OpenCvName(const std::string &what) { return what + "@opencv"; }
+
 void CountFrames(benchmark::State &state, const BenchFrame &frame) {
   state.SetBytesProcessed(static_cast<int64_t>(state.iterations()) * BenchFrame::kWidth * BenchFrame::kHeight *
                           frame.bytesPerPixel);

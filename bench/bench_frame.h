@@ -1,6 +1,7 @@
 // Full-HD frames laid out like a host's, and the naming every benchmark
 // follows so the harness can compare it with the memcpy of its format:
-// "<what>/<format> 1920x1080".
+// "<what>/<format> 1920x1080". The matching OpenCV operation, where one
+// exists, is registered as "<what>@opencv/<format> 1920x1080".
 #pragma once
 
 #include <benchmark/benchmark.h>
@@ -33,6 +34,9 @@ std::string FrameLabel(uint32_t pixelFormat);
 // Registers "<what>/<format> 1920x1080" for formats 0 and 2; body(state, format)
 // runs the timed loop.
 void RegisterForBothFormats(const std::string &what, std::function<void(benchmark::State &, uint32_t)> body);
+
+// The name under which what's OpenCV counterpart is registered.
+std::string OpenCvName(const std::string &what);
 
 // Sets the bytes-processed counter for one destination frame per iteration.
 void CountFrames(benchmark::State &state, const BenchFrame &frame);

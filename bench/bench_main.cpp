@@ -48,7 +48,12 @@ class RatioReporter : public benchmark::ConsoleReporter {
       if (slash == std::string::npos || name.compare(0, slash, kBaseline) == 0) continue;
       const auto baseline = times_.find(kBaseline + name.substr(slash));
       if (baseline == times_.end() || baseline->second <= 0.0) continue;
-      std::printf("%s: %.2fx memcpy\n", name.c_str(), time / baseline->second);
+      std::printf("%s: %.2fx memcpy", name.c_str(), time / baseline->second);
+      const auto reference = times_.find(OpenCvName(name.substr(0, slash)) + name.substr(slash));
+      if (reference != times_.end() && reference->second > 0.0) {
+        std::printf(", %.2fx OpenCV", time / reference->second);
+      }
+      std::printf("\n");
     }
   }
 
