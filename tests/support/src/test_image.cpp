@@ -16,7 +16,8 @@ void TestImage::reshape(uint32_t width, uint32_t height, uint32_t pixelFormat) {
   descriptor_.pixelFormat = pixelFormat;
   descriptor_.rowBytes = width * bytesPerPixel() + paddingBytes_;
   pixels_.assign(size_t{descriptor_.rowBytes} * height, kPaddingSentinel);
-  for (uint32_t y = 0; y < height; ++y) {
+  // Pixels cleared, padding left as the sentinel (an empty image has no rows to clear).
+  for (uint32_t y = 0; y < height && !pixels_.empty(); ++y) {
     std::memset(pixels_.data() + size_t{descriptor_.rowBytes} * y, 0, size_t{width} * bytesPerPixel());
   }
   descriptor_.baseAddress = pixels_.empty() ? nullptr : pixels_.data();
