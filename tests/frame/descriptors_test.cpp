@@ -76,31 +76,4 @@ TEST(Descriptors, EveryModuleMatchesItsPortTable) {
   EXPECT_EQ(FindModuleDescription(FourCC("zzzz")), nullptr);
 }
 
-TEST(Records, HeadersAndDescriptorPublication) {
-  const uint32_t fader = FourCC("fadr");
-  int probe = 0;
-  const InstanceInfoRecord info = tessivo::MakeInstanceInfoRecord(fader);
-  EXPECT_EQ(info.layout, &FindModuleDescription(fader)->layout);
-  EXPECT_EQ(info.passThrough(&probe), &probe);
-  const SettingsSaveRecord save = tessivo::MakeSettingsSaveRecord(fader, nullptr, nullptr, &probe);
-  EXPECT_EQ(save.settings, &probe);
-  const OutputCacheRecord cache = tessivo::MakeOutputCacheRecord(fader, &probe, nullptr, nullptr, nullptr, nullptr);
-  EXPECT_EQ(cache.instance, &probe);
-  const RecordHeader headers[] = {info.header, save.header, tessivo::MakeParameterRecord(&probe).header,
-                                  tessivo::MakeSettingsDialogRecord(fader, nullptr, &probe).header, cache.header};
-  // {kind, owner, version, count}
-  const std::vector<std::vector<int64_t>> expected = {{FourCC("iinf"), fader, 1, 1}, {FourCC("isav"), fader, 1, 1},
-                                                      {FourCC("ctrl"), FourCC("iprm"), 2, 1}, {FourCC("isdl"), fader, 2, 1},
-                                                      {FourCC("effs"), fader, 2, 1}};
-  for (size_t i = 0; i < expected.size(); ++i) {
-    const RecordHeader &h = headers[i];
-    EXPECT_EQ((std::vector<int64_t>{h.kind, h.owner, h.version, h.count}), expected[i]) << i;
-  }
-
-  ModuleClassRecord classRecord{};
-  tessivo::PublishDescriptor(&classRecord, FourCC("kgmi"));
-  EXPECT_EQ(classRecord.descriptor, &FindModuleDescription(FourCC("kgmi"))->descriptor);
-  tessivo::PublishDescriptor(nullptr, FourCC("kgmi"));  // tolerated
-}
-
 }  // namespace

@@ -90,7 +90,15 @@ TEST(Dispatch, LoadRegistersGlobalInfoAndHandsOverTheRegistry) {
   EXPECT_EQ(bare.unload(), 1u);
 }
 
-TEST(Factory, AcquiresTheBitmapServiceAndReportsAnUnknownCode) {
+TEST(Factory, BuildsFaderAndReportsAnUnknownCode) {
+  FakeHost fader;
+  ASSERT_EQ(fader.create(FourCC("fadr")), 1u);
+  EXPECT_TRUE(fader.call().instance != nullptr && fader.log.count("ReportError") == 0u);
+  ASSERT_NE(fader.classRecord.descriptor, nullptr);
+  EXPECT_EQ(fader.classRecord.descriptor->code, FourCC("fadr"));
+  EXPECT_EQ(fader.destroy(), 1u);
+  EXPECT_EQ(fader.call().instance, nullptr);
+
   FakeHost host;
   host.classRecord.descriptor = reinterpret_cast<const ModuleClassDescriptor *>(&host);  // must stay untouched
   host.call().instance = &host;  // overwritten with the null result
@@ -112,17 +120,6 @@ TEST(Factory, AcquiresTheBitmapServiceAndReportsAnUnknownCode) {
     EXPECT_EQ(silent.call().instance, nullptr) << broken;
     EXPECT_EQ(silent.log.functions(), broken == 3 ? Strings{} : Strings{"AcquireService"}) << broken;
   }
-}
-
-TEST(Factory, BuildsFaderAndDestroysIt) {
-  FakeHost host;
-  ASSERT_EQ(host.create(FourCC("fadr")), 1u);
-  EXPECT_NE(host.call().instance, nullptr);
-  EXPECT_EQ(host.log.count("ReportError"), 0u);
-  ASSERT_NE(host.classRecord.descriptor, nullptr);
-  EXPECT_EQ(host.classRecord.descriptor->code, FourCC("fadr"));
-  EXPECT_EQ(host.destroy(), 1u);
-  EXPECT_EQ(host.call().instance, nullptr);
 }
 
 TEST(Exports, OnlyModuleMainIsDynamic) {

@@ -1,6 +1,5 @@
 // Settings conversions (readers with defaults, diagnostics and clamping;
-// writers and colour packing), the settings group helpers and the modal panel
-// over the host's tables.
+// writers and colour packing) and the modal panel over the host's tables.
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -10,14 +9,11 @@
 #include <vector>
 
 #include "tessivo/frame/panel.h"
-#include "tessivo/frame/settings_store.h"
 #include "tessivo/frame/settings_values.h"
 #include "tessivo/host/scripted_panel.h"
-#include "tessivo/host/settings_store.h"
 
 using namespace tessivo;
 using host::ScriptedPanel;
-using host::SettingValue;
 
 namespace {
 
@@ -57,13 +53,10 @@ std::string FirstLine(Fn fn) {
 }
 
 TEST(SettingsValues, ReadersWithDefaultsAndWrongTypeDiagnostics) {
-  EXPECT_EQ(ReadBoolean(nullptr, 1), 1);
-  EXPECT_EQ(ReadBoolean(kCFBooleanTrue, 0), 1);
-  EXPECT_EQ(ReadBoolean(kCFBooleanFalse, 1), 0);
-  EXPECT_EQ(ReadBoolean(Number(-3).value, 0), 1);
-  EXPECT_EQ(ReadBoolean(Number(0).value, 1), 0);
-  EXPECT_EQ(ReadDouble(nullptr, 2.5), 2.5);
-  EXPECT_EQ(ReadDouble(Real(0.25).value, 2.5), 0.25);
+  EXPECT_EQ((std::vector<int>{ReadBoolean(nullptr, 1), ReadBoolean(kCFBooleanTrue, 0), ReadBoolean(kCFBooleanFalse, 1),
+                              ReadBoolean(Number(-3).value, 0), ReadBoolean(Number(0).value, 1)}),
+            (std::vector<int>{1, 1, 0, 1, 0}));
+  EXPECT_EQ(std::pair(ReadDouble(nullptr, 2.5), ReadDouble(Real(0.25).value, 2.5)), std::pair(2.5, 0.25));
   EXPECT_EQ(ReadInt64(Number(-(int64_t{1} << 40)).value, 0), -(int64_t{1} << 40));
   EXPECT_EQ(ReadInt32(Number(-7).value, 0), -7);
   EXPECT_EQ(ReadUInt32(nullptr, 0xFFFFFFF0u), 0xFFFFFFF0u);
@@ -132,100 +125,46 @@ TEST(SettingsValues, ColourComponents) {
 }
 
 TEST(SettingsValues, WritersKeepTypesAndRange) {
-  EXPECT_EQ(MakeBoolean(7), kCFBooleanTrue);
-  EXPECT_EQ(MakeBoolean(0), kCFBooleanFalse);
-  Owned big(MakeUInt32(0xFFFFFFFFu));
-  EXPECT_EQ(ReadInt64(big.value, 0), int64_t{0xFFFFFFFF});
-  Owned i32(MakeInt32(-5));
+  EXPECT_TRUE(MakeBoolean(7) == kCFBooleanTrue && MakeBoolean(0) == kCFBooleanFalse);
+  Owned big(MakeUInt32(0xFFFFFFFFu)), i32(MakeInt32(-5)), i64(MakeInt64(std::numeric_limits<int64_t>::min()));
   EXPECT_EQ(CFNumberGetType(static_cast<CFNumberRef>(i32.value)), kCFNumberSInt32Type);
-  EXPECT_EQ(ReadInt32(i32.value, 0), -5);
-  Owned i64(MakeInt64(std::numeric_limits<int64_t>::min()));
-  EXPECT_EQ(ReadInt64(i64.value, 0), std::numeric_limits<int64_t>::min());
-  Owned real(MakeDouble(0.1));
-  EXPECT_EQ(ReadDouble(real.value, 0), 0.1);
+  EXPECT_EQ(std::tuple(ReadInt64(big.value, 0), ReadInt32(i32.value, 0), ReadInt64(i64.value, 0)),
+            std::tuple(int64_t{0xFFFFFFFF}, -5, std::numeric_limits<int64_t>::min()));
 }
 
-
-TEST(SettingsStore, WritesAndReadsBackAGroup) {
-  host::SettingsStore store;
-  {
-    SettingsWriter writer(store.table(), "Fader");
-    ASSERT_TRUE(writer);
-    writer.writeUInt32("Fade Color", 0xFF102030u);
-    writer.writeInt64("Count", -2);
-    writer.writeDouble("Radius", 1.25);
-    writer.writeBoolean("Moving", true);
-    writer.writePackedColor("ForeColor", 0x80FF8000u);
-  }
-  EXPECT_EQ(store.get("Fader", "Fade Color"), SettingValue(int64_t{0xFF102030}));  // not sign-extended
-  SettingsReader reader(store.table(), "Fader");
-  ASSERT_TRUE(reader);
-  EXPECT_EQ(std::tuple(reader.readUInt32("Fade Color", 0), reader.readInt64("Count", 0), reader.readDouble("Radius", 0),
-                       reader.readBoolean("Moving", false), reader.readPackedColor("ForeColor", 0),
-                       reader.readDouble("Missing", 4.5)),
-            std::tuple(0xFF102030u, int64_t{-2}, 1.25, true, 0x80FF8000u, 4.5));
-  EXPECT_FALSE(SettingsReader(store.table(), "Blur"));  // no such group
-  EXPECT_FALSE(SettingsWriter(nullptr, "Fader"));
-  SettingsTable refusing = *store.table();
-  refusing.OpenGroupForWriting = [](void *, const char *) -> SettingsGroup * { return nullptr; };
-  SettingsWriter refused(&refusing, "Blur");
-  EXPECT_FALSE(refused);
-  refused.writeInt64("Count", 1);
-  EXPECT_FALSE(store.hasGroup("Blur"));
-}
-
-TEST(Panel, BuildsControlsAndRunsUntilOkOrCancel) {
+TEST(Panel, RunsUntilOkOrCancelAndReportsFailedControls) {
   ScriptedPanel host;
   int owner = 0;
   {
     Panel panel(host.table(), &owner, 200, 140);
-    ASSERT_TRUE(panel);
-    EXPECT_TRUE(panel.addStaticText("Mode :", 20, 20, 100, 20));
+    ASSERT_TRUE(panel && panel.addStaticText("Mode :", 20, 20, 100, 20));
     PanelControl *popup = panel.addPopup(120, 16, 80, 26, {{"One", 1}, {"Two", 2, 5, 6}}, 2);
-    ASSERT_NE(popup, nullptr);
     PanelControl *number = panel.addNumberField(120, 46, 40, 26, 7, 0, 255, 4, 0);
-    host.hit(5).set("#3", "99").ok();
-    EXPECT_TRUE(panel.run());
-    EXPECT_EQ(panel.value(popup), 2);
-    EXPECT_EQ(panel.value(number), 99);
+    host.hit(5).set("#3", "99").ok().ok().checkAnswers({1, 0});
+    EXPECT_TRUE(panel.run(true));  // OK waits for the dialog check
+    EXPECT_EQ(std::tuple(panel.value(popup), panel.value(number)), std::tuple(2, 99));
     panel.close();
     panel.close();
   }
   const host::PanelModel &model = host.model();
-  EXPECT_EQ(model.closeCalls, 1u);  // closed once, not again by the destructor
-  EXPECT_TRUE(model.shown);
-  EXPECT_EQ(model.owner, &owner);
+  EXPECT_EQ(std::tuple(model.closeCalls, model.checkCalls, model.owner), std::tuple(1u, 2u, &owner));  // closed once
   EXPECT_EQ(model.rect, (host::PanelRect{-32768, -32768, 200, 140}));
   ASSERT_EQ(model.controls.size(), 3u);
   EXPECT_EQ(model.controls[1].entries, (std::vector<host::PopupEntry>{{"One", 1, 0, 0}, {"Two", 2, 5, 6}}));
   EXPECT_EQ(model.controls[1].value, 2);  // selected, not the first entry
 
   ScriptedPanel cancelled;
+  cancelled.failControlCreation(1);
   {
     Panel panel(cancelled.table(), nullptr, 10, 10);
+    EXPECT_TRUE(panel.addButton("OK", 0, 0, 10, 10, 1));
+    EXPECT_FALSE(panel.addButton("Cancel", 0, 0, 10, 10, 2));
+    EXPECT_EQ(panel.addCheckBox("On", 0, 0, 10, 10, true), reinterpret_cast<PanelControl *>(2));
     cancelled.hit(3).cancel().ok();
     EXPECT_FALSE(panel.run());
   }
   EXPECT_EQ(cancelled.model().hitItems, (std::vector<int32_t>{3, 2}));
   EXPECT_EQ(cancelled.model().closeCalls, 1u);  // the destructor closes an open panel
-}
-
-TEST(Panel, OkWaitsForTheDialogCheckAndFailuresAreReported) {
-  ScriptedPanel host;
-  {
-    Panel panel(host.table(), nullptr, 10, 10);
-    host.ok().ok().checkAnswers({1, 0});
-    EXPECT_TRUE(panel.run(true));
-  }
-  EXPECT_EQ(host.model().hitItems.size(), 2u);
-  EXPECT_EQ(host.model().checkCalls, 2u);
-
-  ScriptedPanel failing;
-  failing.failControlCreation(1);
-  Panel partial(failing.table(), nullptr, 10, 10);
-  EXPECT_TRUE(partial.addButton("OK", 0, 0, 10, 10, 1));
-  EXPECT_FALSE(partial.addButton("Cancel", 0, 0, 10, 10, 2));
-  EXPECT_EQ(partial.addCheckBox("On", 0, 0, 10, 10, true), reinterpret_cast<PanelControl *>(2));
 
   ScriptedPanel refusing;
   refusing.failDialogCreation();
@@ -234,8 +173,7 @@ TEST(Panel, OkWaitsForTheDialogCheckAndFailuresAreReported) {
   EXPECT_EQ(none.addColorButton(0, 0, 1, 1, 0, "t"), nullptr);
   EXPECT_FALSE(none.run());
   none.close();
-  EXPECT_EQ(refusing.model().closeCalls, 0u);
-  EXPECT_TRUE(refusing.model().hitItems.empty());
+  EXPECT_TRUE(refusing.model().closeCalls == 0u && refusing.model().hitItems.empty());
 }
 
 }  // namespace

@@ -40,15 +40,10 @@ T Pick(FuzzInput &in, const T (&items)[N]) {
 
 // A host sends these only in its own order and with their own records;
 // Create, Destroy and the start and end of each input send them.
-bool Structural(uint32_t message) {
-  return message == kPluginLoad || message == kPluginUnload || message == kInstanceCreate ||
-         message == kInstanceDestroy;
-}
+bool Structural(uint32_t m) { return m == kPluginLoad || m == kPluginUnload || m == kInstanceCreate || m == kInstanceDestroy; }
 
 std::unique_ptr<TestImage> Image(FuzzInput &in) {
-  const uint32_t width = in.byte() % 41;
-  const uint32_t height = in.byte() % 41;
-  const uint32_t format = in.pixelFormat();
+  const uint32_t width = in.byte() % 41, height = in.byte() % 41, format = in.pixelFormat();
   // At least one byte of padding: TestImage cannot hold rows of no bytes.
   auto image = std::make_unique<TestImage>(width, height, format, 1 + in.byte() % 16);
   const uint32_t seed = in.byte();
@@ -106,18 +101,14 @@ void SendMessage(FakeHost &host, FuzzInput &in, const std::vector<void *> &insta
   }
   // Mostly nothing on the On/Off port (1), which leaves the module running.
   for (uint32_t port = 0; port < 3; ++port) host.requestResults[port] = in.byte() % (port == 1 ? 4 : 2) == 1;
-  host.lockFails = in.byte() % 8 == 0;
-  host.createFails = in.byte() % 8 == 0;
+  host.lockFails = in.byte() % 8 == 0, host.createFails = in.byte() % 8 == 0;
 
-  const auto descriptor = [&](uint8_t choice) -> ImageDescriptor * {
-    if (choice % 3 == 0) return nullptr;
-    return choice % 3 == 1 ? &output->descriptor() : &other->descriptor();
+  const auto descriptor = [&](uint8_t choice) {
+    return choice % 3 == 0 ? nullptr : choice % 3 == 1 ? &output->descriptor() : &other->descriptor();
   };
   ValueRecord request{};
-  request.stamp = in.word();
-  request.type = in.byte() % 2 == 0 ? Pick(in, kValueTypes) : in.word();
-  request.word2 = in.word();
-  request.word4 = in.word();
+  request.stamp = in.word(), request.type = in.byte() % 2 == 0 ? Pick(in, kValueTypes) : in.word();
+  request.word2 = in.word(), request.word4 = in.word();
   request.parameter = descriptor(in.byte());
   request.data = in.byte() % 4 != 0 ? output->handle() : nullptr;
   request.destination = descriptor(in.byte());
@@ -141,8 +132,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
   HostCall &call = host.call();
   if (in.byte() % 8 == 0) host.removeReportError();
   call.hostTable = in.byte() % 8 != 0 ? &host.hostTable : nullptr;
-  call.message = kPluginLoad;
-  call.target = &host.pluginRecord;
+  call.message = kPluginLoad, call.target = &host.pluginRecord;
   if (ModuleMain(&call) != 1) std::abort();
   call.hostTable = &host.hostTable;
 
@@ -150,22 +140,15 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
   Create(host, in, instances);
   for (int step = 0; step < 64 && !in.empty(); ++step) {
     const uint8_t op = in.byte() % 8;
-    if (op == 0 && instances.size() < kMaxInstances) {
-      Create(host, in, instances);
-    } else if (op == 1) {
-      Destroy(host, in, instances);
-    } else {
-      SendMessage(host, in, instances);
-    }
+    if (op == 0 && instances.size() < kMaxInstances) Create(host, in, instances);
+    else if (op == 1) Destroy(host, in, instances);
+    else SendMessage(host, in, instances);
   }
   for (void *instance : instances) {
-    call.instance = instance;
-    call.message = kInstanceDestroy;
-    call.target = &host.classRecord;
+    call.instance = instance, call.message = kInstanceDestroy, call.target = &host.classRecord;
     ModuleMain(&call);
   }
-  call.message = kPluginUnload;
-  call.target = &host.pluginRecord;
+  call.message = kPluginUnload, call.target = &host.pluginRecord;
   ModuleMain(&call);
   return 0;
 }

@@ -48,10 +48,7 @@ void Fail(const char *what, uint32_t format, uint32_t width, uint32_t height, si
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
   FuzzInput in(data, size);
-  const uint32_t width = in.byte() % 65;
-  const uint32_t height = in.byte() % 65;
-  const uint32_t format = in.pixelFormat();
-  const uint32_t colour = in.word();
+  const uint32_t width = in.byte() % 65, height = in.byte() % 65, format = in.pixelFormat(), colour = in.word();
   const float amount = Amount(in);
   const uint32_t pixelBytes = format == 0 ? 1 : 4;  // room for four bytes whatever the format
   const uint32_t sourceRowBytes = width * pixelBytes + in.byte() % 16;
@@ -89,8 +86,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
       }
     }
   }
-  for (size_t i = 0; i < expected.size(); ++i) {
+  for (size_t i = 0; i < expected.size(); ++i)
     if (destination[i] != expected[i]) Fail("byte differs from the definition", format, width, height, i);
-  }
   return 0;
 }

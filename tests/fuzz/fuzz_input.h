@@ -1,9 +1,9 @@
 // Reads a fuzz input as a stream of numbers; past its end every read is zero.
 #pragma once
 
+#include <bit>
 #include <cstddef>
 #include <cstdint>
-#include <cstring>
 
 namespace tessivo::fuzz {
 
@@ -23,25 +23,15 @@ class FuzzInput {
     return value;
   }
   // Any bit pattern: NaNs, infinities and denormals included.
-  float real() {
-    const uint32_t bits = word();
-    float value;
-    std::memcpy(&value, &bits, sizeof value);
-    return value;
-  }
+  float real() { return std::bit_cast<float>(word()); }
   double wide() {
-    const uint64_t bits = uint64_t{word()} << 32 | word();
-    double value;
-    std::memcpy(&value, &bits, sizeof value);
-    return value;
+    const uint64_t high = word();
+    return std::bit_cast<double>(high << 32 | word());
   }
   // One of 0 (one byte a pixel), 2 (ARGB8888) or any other number.
   uint32_t pixelFormat() {
-    switch (byte() % 4) {
-      case 0: return 0;
-      case 3: return word();
-      default: return 2;
-    }
+    const uint8_t choice = byte() % 4;
+    return choice == 0 ? 0 : choice == 3 ? word() : 2;
   }
 
  private:

@@ -36,11 +36,7 @@ inline Image patterned(uint32_t width, uint32_t height, uint32_t format) {
 // The text of the HostError `action` throws, or "no error".
 template <class F>
 std::string errorOf(F&& action) {
-  try {
-    action();
-  } catch (const HostError& error) {
-    return error.what();
-  }
+  try { action(); } catch (const HostError& error) { return error.what(); }
   return "no error";
 }
 

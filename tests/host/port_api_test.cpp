@@ -12,8 +12,7 @@ class ProbeControl : public InputSource {
   uint32_t valueType() const override { return FourCC("ctrl"); }
   std::string describe() const override { return "probe"; }
   InputValue read(const InputRequest& request) override {
-    readOn = std::this_thread::get_id();
-    lastTime = request.time;
+    readOn = std::this_thread::get_id(), lastTime = request.time;
     return InputValue{nullptr, static_cast<float>(request.time * 2.0), std::nullopt};
   }
   std::thread::id readOn;
@@ -79,18 +78,15 @@ TEST_P(PortApiTest, ReadsDeliverWhatWasRequestedOnTheChosenThread) {
   ASSERT_NE(api->RequestInput(api->cookie, 2, 0, &placed), 0u);
   time = 99.0;  // the host copied the value when the request was placed
   const void* value = read(2);
-  ASSERT_NE(value, nullptr);
-  EXPECT_TRUE(*static_cast<const float*>(value) == 1.5f && probe->lastTime == 0.75);
+  ASSERT_TRUE(value != nullptr && *static_cast<const float*>(value) == 1.5f && probe->lastTime == 0.75);
   EXPECT_EQ(probe->readOn != std::this_thread::get_id(), GetParam());
-  EXPECT_EQ(api->CancelInput(api->cookie, 2, 0, &placed), 1u);
-  EXPECT_EQ(read(2), nullptr);
+  EXPECT_TRUE(api->CancelInput(api->cookie, 2, 0, &placed) == 1u && read(2) == nullptr);
 
   // An image of the wrong size is not delivered.
   fader->setInput(0, std::make_shared<WrongSizeImage>());
   ImageDescriptor want{};
   want.width = want.height = 8, want.pixelFormat = kGrey8;
-  ASSERT_NE(request(0, FourCC("imag"), &want), 0u);
-  EXPECT_EQ(read(0), nullptr);
+  EXPECT_TRUE(request(0, FourCC("imag"), &want) != 0u && read(0) == nullptr);
 }
 
 INSTANTIATE_TEST_SUITE_P(Delivery, PortApiTest, ::testing::Values(false, true),
