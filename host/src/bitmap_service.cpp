@@ -69,116 +69,82 @@ Image* ownerOf(const void* pixels, uint32_t rowBytes, uint32_t pixelFormat) {
 
 uint32_t copyImage(void* cookie, HostImage* src, const ImageDescriptor* srcDesc, HostImage* dst,
                    const ImageDescriptor* dstDesc) noexcept {
-  try {
-    InstanceCore* core = InstanceCore::fromCookie(cookie);
-    if (core == nullptr) return 0;
-    core->log("CopyImage", {argPointer(src), argDescriptor(srcDesc), argPointer(dst), argDescriptor(dstDesc)});
+  return ServeCall<uint32_t>(cookie, 0, [&](InstanceCore& core) -> uint32_t {
+    core.log("CopyImage", {argPointer(src), argDescriptor(srcDesc), argPointer(dst), argDescriptor(dstDesc)});
     return copyInto(Image::fromHandle(src), Image::fromHandle(dst), dstDesc) ? 1 : 0;
-  } catch (...) {
-    return 0;
-  }
+  });
 }
 
 ImageDescriptor* lockImage(void* cookie, HostImage* handle) noexcept {
-  try {
-    InstanceCore* core = InstanceCore::fromCookie(cookie);
-    if (core == nullptr) return nullptr;
-    core->log("LockImage", {argPointer(handle)});
+  return ServeCall<ImageDescriptor*>(cookie, nullptr, [&](InstanceCore& core) -> ImageDescriptor* {
+    core.log("LockImage", {argPointer(handle)});
     Image* image = Image::fromHandle(handle);
     if (image == nullptr || image->empty()) return nullptr;
     return image->exposedDescriptor();
-  } catch (...) {
-    return nullptr;
-  }
+  });
 }
 
 ImageDescriptor* createImage(void* cookie, HostImage* handle, const ImageDescriptor* desc) noexcept {
-  try {
-    InstanceCore* core = InstanceCore::fromCookie(cookie);
-    if (core == nullptr) return nullptr;
-    core->log("CreateImage", {argPointer(handle), argDescriptor(desc)});
+  return ServeCall<ImageDescriptor*>(cookie, nullptr, [&](InstanceCore& core) -> ImageDescriptor* {
+    core.log("CreateImage", {argPointer(handle), argDescriptor(desc)});
     Image* image = Image::fromHandle(handle);
     if (image == nullptr || !allocatable(desc)) return nullptr;
     image->reset(desc->width, desc->height, desc->pixelFormat);
     return image->exposedDescriptor();
-  } catch (...) {
-    return nullptr;
-  }
+  });
 }
 
 uint32_t imageStamp(void* cookie, HostImage* handle) noexcept {
-  try {
-    InstanceCore* core = InstanceCore::fromCookie(cookie);
-    if (core == nullptr) return 0;
-    core->log("ImageStamp", {argPointer(handle)});
+  return ServeCall<uint32_t>(cookie, 0, [&](InstanceCore& core) -> uint32_t {
+    core.log("ImageStamp", {argPointer(handle)});
     Image* image = Image::fromHandle(handle);
     return image != nullptr ? image->stamp() : 0;
-  } catch (...) {
-    return 0;
-  }
+  });
 }
 
 uint32_t prepareDestination(void* cookie, ImageDescriptor* locked, const ImageDescriptor* desc, const double rect[4],
                             uintptr_t zero1, uintptr_t zero2, float one) noexcept {
-  try {
-    InstanceCore* core = InstanceCore::fromCookie(cookie);
-    if (core == nullptr) return 0;
-    core->log("PrepareDestination",
+  return ServeCall<uint32_t>(cookie, 0, [&](InstanceCore& core) -> uint32_t {
+    core.log("PrepareDestination",
               {argPointer(locked), argDescriptor(desc),
                rect != nullptr ? fmt::format("({},{},{},{})", rect[0], rect[1], rect[2], rect[3]) : "null",
                std::to_string(zero1), std::to_string(zero2), fmt::format("{}", one)});
-    ++core->prepareDestinationCalls;
+    ++core.prepareDestinationCalls;
     return locked != nullptr && desc != nullptr ? 1 : 0;
-  } catch (...) {
-    return 0;
-  }
+  });
 }
 
 HostImage* cacheImage(void* cookie, const ValueRecord* request) noexcept {
-  try {
-    InstanceCore* core = InstanceCore::fromCookie(cookie);
-    if (core == nullptr) return nullptr;
-    core->log("CacheImage", {argPointer(request)});
+  return ServeCall<HostImage*>(cookie, nullptr, [&](InstanceCore& core) -> HostImage* {
+    core.log("CacheImage", {argPointer(request)});
     if (request == nullptr) return nullptr;
-    return core->cacheImage.handle();
-  } catch (...) {
-    return nullptr;
-  }
+    return core.cacheImage.handle();
+  });
 }
 
 uint32_t copyCacheToOutput(void* cookie, HostImage* cache, HostImage* output, const ImageDescriptor* desc) noexcept {
-  try {
-    InstanceCore* core = InstanceCore::fromCookie(cookie);
-    if (core == nullptr) return 0;
-    core->log("CopyCacheToOutput", {argPointer(cache), argPointer(output), argDescriptor(desc)});
+  return ServeCall<uint32_t>(cookie, 0, [&](InstanceCore& core) -> uint32_t {
+    core.log("CopyCacheToOutput", {argPointer(cache), argPointer(output), argDescriptor(desc)});
     Image* from = Image::fromHandle(cache);
     if (from == nullptr || from->empty()) return 0;
     return copyInto(from, Image::fromHandle(output), desc) ? 1 : 0;
-  } catch (...) {
-    return 0;
-  }
+  });
 }
 
 ImageDescriptor* openForWriting(void* cookie, HostImage* output) noexcept {
-  try {
-    InstanceCore* core = InstanceCore::fromCookie(cookie);
-    if (core == nullptr) return nullptr;
-    core->log("OpenForWriting", {argPointer(output)});
+  return ServeCall<ImageDescriptor*>(cookie, nullptr, [&](InstanceCore& core) -> ImageDescriptor* {
+    core.log("OpenForWriting", {argPointer(output)});
     Image* image = Image::fromHandle(output);
     if (image == nullptr || image->empty()) return nullptr;
     image->touch();
     return image->exposedDescriptor();
-  } catch (...) {
-    return nullptr;
-  }
+  });
 }
 
 uint32_t fillRectFn(void* cookie, void* pixels, uint32_t rowBytes, uint32_t pixelFormat, const HostRect* rect,
                     uintptr_t color0, uintptr_t color1, float opacity) noexcept {
-  try {
-    InstanceCore* core = InstanceCore::fromCookie(cookie);
-    if (core == nullptr) return 0;
-    core->log("FillRect", {argPointer(pixels), std::to_string(rowBytes), std::to_string(pixelFormat), argRect(rect),
+  return ServeCall<uint32_t>(cookie, 0, [&](InstanceCore& core) -> uint32_t {
+    core.log("FillRect", {argPointer(pixels), std::to_string(rowBytes), std::to_string(pixelFormat), argRect(rect),
                            fmt::format("0x{:X}", color0), fmt::format("0x{:X}", color1), fmt::format("{}", opacity)});
     Image* image = ownerOf(pixels, rowBytes, pixelFormat);
     Block block{};
@@ -188,18 +154,14 @@ uint32_t fillRectFn(void* cookie, void* pixels, uint32_t rowBytes, uint32_t pixe
     const uint32_t value = convertPixel(argb, kARGB32, pixelFormat);
     blendFillRect(*image, block.x, block.y, block.w, block.h, value, opacity);
     return 1;
-  } catch (...) {
-    return 0;
-  }
+  });
 }
 
 uint32_t blitRectFn(void* cookie, const void* srcPixels, uint32_t srcRowBytes, uint32_t srcFormat,
                     const HostRect* srcRect, void* dstPixels, uint32_t dstRowBytes, uint32_t dstFormat,
                     const HostRect* dstRect, float opacity) noexcept {
-  try {
-    InstanceCore* core = InstanceCore::fromCookie(cookie);
-    if (core == nullptr) return 0;
-    core->log("BlitRect", {argPointer(srcPixels), std::to_string(srcRowBytes), std::to_string(srcFormat),
+  return ServeCall<uint32_t>(cookie, 0, [&](InstanceCore& core) -> uint32_t {
+    core.log("BlitRect", {argPointer(srcPixels), std::to_string(srcRowBytes), std::to_string(srcFormat),
                            argRect(srcRect), argPointer(dstPixels), std::to_string(dstRowBytes),
                            std::to_string(dstFormat), argRect(dstRect), fmt::format("{}", opacity)});
     Image* source = ownerOf(srcPixels, srcRowBytes, srcFormat);
@@ -212,9 +174,7 @@ uint32_t blitRectFn(void* cookie, const void* srcPixels, uint32_t srcRowBytes, u
     blendBlitRect(*source, from.x, from.y, std::min(from.w, to.w), std::min(from.h, to.h), *destination, to.x, to.y,
                   opacity);
     return 1;
-  } catch (...) {
-    return 0;
-  }
+  });
 }
 
 }  // namespace

@@ -20,6 +20,14 @@
 
 namespace tessivo::host {
 
+class InstanceCore;
+
+// Serves one host table call for the core its cookie names. Nothing may cross
+// back into the bundle as an exception, so a cookie that names no core, or
+// anything thrown, gives the fallback.
+template <class Result, class Body>
+Result ServeCall(void* cookie, Result fallback, Body&& body) noexcept;
+
 class InstanceCore {
  public:
   InstanceCore(Bundle& bundle, uint32_t code);
@@ -85,5 +93,15 @@ class InstanceCore {
 // Fill the tables of a new core with the host's functions.
 void installPortApi(InstanceCore& core);
 void installBitmapService(InstanceCore& core);
+
+template <class Result, class Body>
+Result ServeCall(void* cookie, Result fallback, Body&& body) noexcept {
+  try {
+    InstanceCore* core = InstanceCore::fromCookie(cookie);
+    return core != nullptr ? body(*core) : fallback;
+  } catch (...) {
+    return fallback;
+  }
+}
 
 }  // namespace tessivo::host

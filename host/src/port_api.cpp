@@ -13,49 +13,39 @@ namespace tessivo::host {
 namespace {
 
 uint32_t registerRecord(void* cookie, const void* record) noexcept {
-  try {
-    InstanceCore* core = InstanceCore::fromCookie(cookie);
-    if (core == nullptr) return 0;
+  return ServeCall<uint32_t>(cookie, 0, [&](InstanceCore& core) -> uint32_t {
     if (record == nullptr) {
-      core->log("RegisterRecord", {"null"});
+      core.log("RegisterRecord", {"null"});
       return 0;
     }
     const auto* header = static_cast<const RecordHeader*>(record);
-    core->log("RegisterRecord", {argCode(header->kind), argCode(header->owner), std::to_string(header->version),
+    core.log("RegisterRecord", {argCode(header->kind), argCode(header->owner), std::to_string(header->version),
                                  std::to_string(header->count)});
-    core->registrationOrder.push_back(header->kind);
+    core.registrationOrder.push_back(header->kind);
     switch (header->kind) {
-      case FourCC("iinf"): core->info = static_cast<const InstanceInfoRecord*>(record); break;
-      case FourCC("isav"): core->save = static_cast<const SettingsSaveRecord*>(record); break;
-      case FourCC("ctrl"): core->parameters = static_cast<const ParameterRecord*>(record); break;
-      case FourCC("isdl"): core->dialog = static_cast<const SettingsDialogRecord*>(record); break;
-      case FourCC("effs"): core->outputCache = static_cast<const OutputCacheRecord*>(record); break;
+      case FourCC("iinf"): core.info = static_cast<const InstanceInfoRecord*>(record); break;
+      case FourCC("isav"): core.save = static_cast<const SettingsSaveRecord*>(record); break;
+      case FourCC("ctrl"): core.parameters = static_cast<const ParameterRecord*>(record); break;
+      case FourCC("isdl"): core.dialog = static_cast<const SettingsDialogRecord*>(record); break;
+      case FourCC("effs"): core.outputCache = static_cast<const OutputCacheRecord*>(record); break;
       default: return 0;
     }
     return 1;
-  } catch (...) {
-    return 0;
-  }
+  });
 }
 
 uint32_t currentStamp(void* cookie) noexcept {
-  try {
-    InstanceCore* core = InstanceCore::fromCookie(cookie);
-    if (core == nullptr) return 0;
-    core->log("CurrentStamp", {});
-    return core->bundle.nextStamp();
-  } catch (...) {
-    return 0;
-  }
+  return ServeCall<uint32_t>(cookie, 0, [&](InstanceCore& core) -> uint32_t {
+    core.log("CurrentStamp", {});
+    return core.bundle.nextStamp();
+  });
 }
 
 uint32_t requestInput(void* cookie, uint32_t port, uint32_t zero, ValueRecord* request) noexcept {
-  try {
-    InstanceCore* core = InstanceCore::fromCookie(cookie);
-    if (core == nullptr) return 0;
-    core->log("RequestInput", {std::to_string(port), std::to_string(zero),
+  return ServeCall<uint32_t>(cookie, 0, [&](InstanceCore& core) -> uint32_t {
+    core.log("RequestInput", {std::to_string(port), std::to_string(zero),
                                request != nullptr ? argCode(static_cast<uint32_t>(request->type)) : "null"});
-    if (request == nullptr || port >= core->inputs.size() || core->inputs[port] == nullptr) return 0;
+    if (request == nullptr || port >= core.inputs.size() || core.inputs[port] == nullptr) return 0;
     InputRequest placed;
     placed.record = *request;
     placed.type = static_cast<uint32_t>(request->type);
@@ -67,12 +57,10 @@ uint32_t requestInput(void* cookie, uint32_t port, uint32_t zero, ValueRecord* r
       placed.time = *static_cast<const double*>(request->parameter);
     }
     placed.record.parameter = nullptr;
-    std::lock_guard lock(core->requestsMutex);
-    core->requests[port] = placed;
+    std::lock_guard lock(core.requestsMutex);
+    core.requests[port] = placed;
     return 1;
-  } catch (...) {
-    return 0;
-  }
+  });
 }
 
 // Evaluates the source for a placed request and fills the module's record.
@@ -162,15 +150,11 @@ uint32_t readInput(void* cookie, uint32_t port, uint32_t zero, ValueRecord* reco
 }
 
 uint32_t cancelInput(void* cookie, uint32_t port, uint32_t zero, ValueRecord* request) noexcept {
-  try {
-    InstanceCore* core = InstanceCore::fromCookie(cookie);
-    if (core == nullptr) return 0;
-    core->log("CancelInput", {std::to_string(port), std::to_string(zero), argPointer(request)});
-    std::lock_guard lock(core->requestsMutex);
-    return core->requests.erase(port) != 0 ? 1 : 0;
-  } catch (...) {
-    return 0;
-  }
+  return ServeCall<uint32_t>(cookie, 0, [&](InstanceCore& core) -> uint32_t {
+    core.log("CancelInput", {std::to_string(port), std::to_string(zero), argPointer(request)});
+    std::lock_guard lock(core.requestsMutex);
+    return core.requests.erase(port) != 0 ? 1 : 0;
+  });
 }
 
 }  // namespace
