@@ -15,6 +15,16 @@ PanelRect makeRect(std::int32_t x, std::int32_t y, std::int32_t width, std::int3
   return PanelRect{x, y, width, height};
 }
 
+// A control of a kind at a place, with its label or text when it has one.
+PanelControlModel makeControl(ControlKind kind, const char *text, std::int32_t x, std::int32_t y,
+                              std::int32_t width, std::int32_t height) {
+  PanelControlModel control;
+  control.kind = kind;
+  if (text != nullptr) control.text = text;
+  control.rect = makeRect(x, y, width, height);
+  return control;
+}
+
 }  // namespace
 
 // Handles are positions: a dialog is its creation count, a control its index + 1.
@@ -96,19 +106,12 @@ struct PanelDriver::Callbacks {
 
   static PanelControl *addStaticText(void *cookie, PanelDialog *dialog, const char *text, std::int32_t x,
                                      std::int32_t y, std::int32_t width, std::int32_t height) noexcept {
-    PanelControlModel control;
-    control.kind = ControlKind::StaticText;
-    if (text != nullptr) control.text = text;
-    control.rect = makeRect(x, y, width, height);
-    return add(cookie, dialog, std::move(control));
+    return add(cookie, dialog, makeControl(ControlKind::StaticText, text, x, y, width, height));
   }
 
   static PanelControl *addPopup(void *cookie, PanelDialog *dialog, std::int32_t x, std::int32_t y,
                                 std::int32_t width, std::int32_t height) noexcept {
-    PanelControlModel control;
-    control.kind = ControlKind::Popup;
-    control.rect = makeRect(x, y, width, height);
-    return add(cookie, dialog, std::move(control));
+    return add(cookie, dialog, makeControl(ControlKind::Popup, nullptr, x, y, width, height));
   }
 
   static std::uint32_t addPopupEntry(void *cookie, PanelControl *popup, const char *label, std::int32_t value,
@@ -138,10 +141,7 @@ struct PanelDriver::Callbacks {
   static PanelControl *addCheckBox(void *cookie, PanelDialog *dialog, const char *label, std::int32_t x,
                                    std::int32_t y, std::int32_t width, std::int32_t height,
                                    std::int32_t checked) noexcept {
-    PanelControlModel control;
-    control.kind = ControlKind::CheckBox;
-    if (label != nullptr) control.text = label;
-    control.rect = makeRect(x, y, width, height);
+    PanelControlModel control = makeControl(ControlKind::CheckBox, label, x, y, width, height);
     control.value = checked != 0 ? 1 : 0;
     return add(cookie, dialog, std::move(control));
   }
@@ -150,9 +150,7 @@ struct PanelDriver::Callbacks {
                                       std::int32_t width, std::int32_t height, std::int32_t value,
                                       std::int32_t minimum, std::int32_t maximum, std::int32_t step,
                                       std::int32_t digits) noexcept {
-    PanelControlModel control;
-    control.kind = ControlKind::NumberField;
-    control.rect = makeRect(x, y, width, height);
+    PanelControlModel control = makeControl(ControlKind::NumberField, nullptr, x, y, width, height);
     control.value = value;
     control.minimum = minimum;
     control.maximum = maximum;
@@ -164,10 +162,7 @@ struct PanelDriver::Callbacks {
   static PanelControl *addColorButton(void *cookie, PanelDialog *dialog, std::int32_t x, std::int32_t y,
                                       std::int32_t width, std::int32_t height, std::uint32_t rgb,
                                       const char *title) noexcept {
-    PanelControlModel control;
-    control.kind = ControlKind::ColorButton;
-    if (title != nullptr) control.text = title;
-    control.rect = makeRect(x, y, width, height);
+    PanelControlModel control = makeControl(ControlKind::ColorButton, title, x, y, width, height);
     control.value = rgb & 0xFFFFFFu;
     return add(cookie, dialog, std::move(control));
   }
@@ -175,10 +170,7 @@ struct PanelDriver::Callbacks {
   static PanelControl *addButton(void *cookie, PanelDialog *dialog, const char *label, std::int32_t x,
                                  std::int32_t y, std::int32_t width, std::int32_t height,
                                  std::int32_t item) noexcept {
-    PanelControlModel control;
-    control.kind = ControlKind::Button;
-    if (label != nullptr) control.text = label;
-    control.rect = makeRect(x, y, width, height);
+    PanelControlModel control = makeControl(ControlKind::Button, label, x, y, width, height);
     control.item = item;
     return add(cookie, dialog, std::move(control));
   }
