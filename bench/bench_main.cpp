@@ -9,6 +9,10 @@
 
 #include <unistd.h>
 
+#ifdef TESSIVO_BENCH_OPENCV
+#include <opencv2/core.hpp>
+#endif
+
 namespace tessivo::bench {
 namespace {
 
@@ -67,6 +71,10 @@ class RatioReporter : public benchmark::ConsoleReporter {
 int main(int argc, char **argv) {
   using namespace tessivo::bench;
   RegisterForBothFormats(kBaseline, CopyFrame);
+#ifdef TESSIVO_BENCH_OPENCV
+  // The bundle starts no threads: compare with OpenCV on one thread too.
+  cv::setNumThreads(1);
+#endif
   benchmark::Initialize(&argc, argv);
   if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
   RatioReporter reporter;

@@ -7,7 +7,7 @@ packages=(
   build-essential cmake ninja-build pkg-config
   libgtest-dev libgmock-dev libbenchmark-dev
   libpng-dev nlohmann-json3-dev libcli11-dev libfmt-dev
-  libopencv-core-dev
+  libopencv-core-dev libopencv-imgproc-dev
 )
 
 missing=()

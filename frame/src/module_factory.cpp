@@ -2,30 +2,10 @@
 // host's bitmap service for the new instance.
 #include "tessivo/frame/module_factory.h"
 
-#include <new>
-
-#include "effects/fader/fader_module.h"
 #include "tessivo/frame/module_codes.h"
 
 namespace tessivo {
 namespace {
-
-using Constructor = ModuleInstance *(*)(HostCall *, ModuleClassRecord *, BitmapService *);
-
-struct FactoryEntry {
-  uint32_t code;
-  Constructor construct;
-};
-
-template <class Module>
-ModuleInstance *Construct(HostCall *call, ModuleClassRecord *classRecord, BitmapService *service) {
-  return new (std::nothrow) Module(call, classRecord, service);
-}
-
-// One row per module in the bundle.
-constexpr FactoryEntry kModules[] = {
-    {kFaderCode, &Construct<FaderModule>},
-};
 
 BitmapService *AcquireBitmapService(const HostCall *call) {
   const ServiceTable *services = call->serviceTable;
@@ -47,9 +27,7 @@ ModuleInstance *ModuleFactory(HostCall *call, ModuleClassRecord *classRecord) {
   BitmapService *service = AcquireBitmapService(call);
   if (service == nullptr) return nullptr;
   const auto code = static_cast<uint32_t>(classRecord->classCode);
-  for (const FactoryEntry &entry : kModules) {
-    if (entry.code == code) return entry.construct(call, classRecord, service);
-  }
+  if (ModuleInstance *module = ConstructModule(code, call, classRecord, service)) return module;
   // The service is dropped here; the host accepts that.
   ReportUnknownCode(call, code);
   return nullptr;

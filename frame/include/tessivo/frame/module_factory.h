@@ -8,4 +8,10 @@ namespace tessivo {
 
 ModuleInstance *ModuleFactory(HostCall *call, ModuleClassRecord *classRecord);
 
+// Constructs the module for a class code, or returns null for a code the bundle
+// does not implement. Defined on the effects' side (effects/modules.cpp), so the
+// frame knows no effect by name.
+ModuleInstance *ConstructModule(uint32_t code, HostCall *call, ModuleClassRecord *classRecord,
+                                BitmapService *service);
+
 }  // namespace tessivo

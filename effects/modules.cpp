@@ -1,0 +1,38 @@
+// The table of the bundle's modules: one row per class code.
+#include <new>
+
+#include "fader/fader_module.h"
+#include "tessivo/frame/module_codes.h"
+#include "tessivo/frame/module_factory.h"
+
+namespace tessivo {
+namespace {
+
+using Constructor = ModuleInstance *(*)(HostCall *, ModuleClassRecord *, BitmapService *);
+
+struct ModuleEntry {
+  uint32_t code;
+  Constructor construct;
+};
+
+template <class Module>
+ModuleInstance *Construct(HostCall *call, ModuleClassRecord *classRecord, BitmapService *service) {
+  return new (std::nothrow) Module(call, classRecord, service);
+}
+
+// Keep the rows in the order of the codes.
+constexpr ModuleEntry kModules[] = {
+    {kFaderCode, &Construct<FaderModule>},
+};
+
+}  // namespace
+
+ModuleInstance *ConstructModule(uint32_t code, HostCall *call, ModuleClassRecord *classRecord,
+                                BitmapService *service) {
+  for (const ModuleEntry &entry : kModules) {
+    if (entry.code == code) return entry.construct(call, classRecord, service);
+  }
+  return nullptr;
+}
+
+}  // namespace tessivo
