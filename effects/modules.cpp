@@ -1,6 +1,7 @@
 // The table of the bundle's modules: one row per class code.
 #include <new>
 
+#include "emboss/emboss_module.h"
 #include "fader/fader_module.h"
 #include "tessivo/frame/module_codes.h"
 #include "tessivo/frame/module_factory.h"
@@ -22,6 +23,7 @@ ModuleInstance *Construct(HostCall *call, ModuleClassRecord *classRecord, Bitmap
 
 // Keep the rows in the order of the codes.
 constexpr ModuleEntry kModules[] = {
+    {kEmbossCode, &Construct<EmbossModule>},
     {kFaderCode, &Construct<FaderModule>},
 };
 

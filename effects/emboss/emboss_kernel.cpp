@@ -1,0 +1,187 @@
+#include "emboss_kernel.h"
+
+#include <bit>
+#include <cstddef>
+#include <cstring>
+
+namespace tessivo {
+namespace {
+
+// Relief and stone treat every byte alike (a Planar8 pixel, or one channel of
+// an ARGB pixel); the alpha relief takes one difference per ARGB pixel.
+enum class Family { Relief, Stone, AlphaRelief };
+
+// The alpha channel's byte within an ARGB word in memory.
+constexpr size_t kAlphaByte = std::endian::native == std::endian::little ? 3 : 0;
+constexpr int32_t kStoneGrey = 128;
+
+constexpr uint32_t ScaleShift(Family family) { return family == Family::AlphaRelief ? 4 : 3; }
+
+inline uint8_t ClampByte(int32_t value) { return static_cast<uint8_t>(value < 0 ? 0 : value > 255 ? 255 : value); }
+
+// One pixel of Bpp bytes from its centre and its two neighbours (either of
+// which may be the centre itself).
+template <Family F, size_t Bpp>
+inline void EmbossPixel(const uint8_t *centre, const uint8_t *lit, const uint8_t *opposite, uint8_t *out,
+                        uint32_t strongness) {
+  if constexpr (F == Family::AlphaRelief) {
+    const int32_t e = EmbossScale(int32_t{opposite[kAlphaByte]} - lit[kAlphaByte], strongness, ScaleShift(F));
+    for (size_t c = 0; c < Bpp; ++c) out[c] = ClampByte(centre[c] + e);
+  } else {
+    for (size_t c = 0; c < Bpp; ++c) {
+      const int32_t e = EmbossScale(int32_t{opposite[c]} - lit[c], strongness, ScaleShift(F));
+      out[c] = ClampByte((F == Family::Stone ? kStoneGrey : int32_t{centre[c]}) + e);
+    }
+  }
+}
+
+// Sixteen bytes at a time in sixteen signed 16-bit lanes. A difference is at
+// most 255 in size, so up to k = 7 its scaled value (at most 32640) and the
+// sum with the base stay exact in 16 bits; larger k, only ever restored from
+// corrupt settings, takes the 32-bit scalar path.
+using Bytes16 = uint8_t __attribute__((vector_size(16)));
+using Lanes16 = int16_t __attribute__((vector_size(32)));
+using UnsignedLanes16 = uint16_t __attribute__((vector_size(32)));
+constexpr uint32_t kMaxLaneStrongness = 7;
+constexpr size_t kBlock = 16;
+
+inline Bytes16 LoadBytes(const uint8_t *from) {
+  Bytes16 bytes;
+  std::memcpy(&bytes, from, kBlock);
+  return bytes;
+}
+
+// out[i] for i < count bytes, from centre[i], lit[i] and opposite[i].
+template <Family F>
+[[gnu::always_inline]] inline void EmbossSpanBody(const uint8_t *centre, const uint8_t *lit, const uint8_t *opposite,
+                                                  uint8_t *out, size_t count, uint32_t strongness) {
+  constexpr size_t kPixel = F == Family::AlphaRelief ? 4 : 1;
+  size_t i = 0;
+  if (strongness <= kMaxLaneStrongness) {
+    const int shift = static_cast<int>(strongness);
+    const auto block = [&](size_t at) {
+      Lanes16 d = __builtin_convertvector(LoadBytes(opposite + at), Lanes16) - __builtin_convertvector(LoadBytes(lit + at), Lanes16);
+      if constexpr (F == Family::AlphaRelief) {
+        constexpr int a = static_cast<int>(kAlphaByte);
+        d = __builtin_shufflevector(d, d, a, a, a, a, a + 4, a + 4, a + 4, a + 4, a + 8, a + 8, a + 8, a + 8, a + 12,
+                                    a + 12, a + 12, a + 12);
+      }
+      const Lanes16 e = reinterpret_cast<Lanes16>(reinterpret_cast<UnsignedLanes16>(d) << shift) >>
+                        static_cast<int>(ScaleShift(F));
+      Lanes16 r = (F == Family::Stone ? Lanes16{} + kStoneGrey : __builtin_convertvector(LoadBytes(centre + at), Lanes16)) + e;
+      r = r < 0 ? Lanes16{} : r;
+      r = r > 255 ? Lanes16{} + 255 : r;
+      const Bytes16 bytes = __builtin_convertvector(r, Bytes16);
+      std::memcpy(out + at, &bytes, kBlock);
+    };
+    for (; i + 2 * kBlock <= count; i += 2 * kBlock) {
+      block(i);
+      block(i + kBlock);
+    }
+    for (; i + kBlock <= count; i += kBlock) block(i);
+  }
+  for (; i < count; i += kPixel) EmbossPixel<F, kPixel>(centre + i, lit + i, opposite + i, out + i, strongness);
+}
+
+// The clone for the processor is chosen when the bundle loads.
+#define TESSIVO_EMBOSS_SPAN(Name, F)                                                                            \
+  __attribute__((target_clones("avx2", "default"))) void Name(const uint8_t *centre, const uint8_t *lit,       \
+                                                               const uint8_t *opposite, uint8_t *out,          \
+                                                               size_t count, uint32_t strongness) {            \
+    EmbossSpanBody<F>(centre, lit, opposite, out, count, strongness);                                           \
+  }
+TESSIVO_EMBOSS_SPAN(ReliefSpan, Family::Relief)
+TESSIVO_EMBOSS_SPAN(StoneSpan, Family::Stone)
+TESSIVO_EMBOSS_SPAN(AlphaReliefSpan, Family::AlphaRelief)
+#undef TESSIVO_EMBOSS_SPAN
+
+template <Family F>
+void EmbossSpan(const uint8_t *centre, const uint8_t *lit, const uint8_t *opposite, uint8_t *out, size_t count,
+                uint32_t strongness) {
+  if constexpr (F == Family::Relief) ReliefSpan(centre, lit, opposite, out, count, strongness);
+  if constexpr (F == Family::Stone) StoneSpan(centre, lit, opposite, out, count, strongness);
+  if constexpr (F == Family::AlphaRelief) AlphaReliefSpan(centre, lit, opposite, out, count, strongness);
+}
+
+// One output row. litRow and oppositeRow are the source rows of L and O, or
+// null when that row is outside the image; litStep is L's column offset
+// (O's is its negative).
+template <Family F, size_t Bpp>
+void EmbossRow(const uint8_t *centre, const uint8_t *litRow, const uint8_t *oppositeRow, int litStep, uint8_t *out,
+               uint32_t width, uint32_t strongness) {
+  // The first and last columns, where a neighbour may also fall outside sideways.
+  const auto edge = [&](uint32_t x) {
+    const int64_t litX = int64_t{x} + litStep;
+    const int64_t oppositeX = int64_t{x} - litStep;
+    const bool litInside = litRow != nullptr && litX >= 0 && litX < width;
+    const bool oppositeInside = oppositeRow != nullptr && oppositeX >= 0 && oppositeX < width;
+    const uint8_t *s = centre + size_t{x} * Bpp;
+    if (!litInside && !oppositeInside) {
+      std::memcpy(out + size_t{x} * Bpp, s, Bpp);
+      return;
+    }
+    EmbossPixel<F, Bpp>(s, litInside ? litRow + litX * Bpp : s, oppositeInside ? oppositeRow + oppositeX * Bpp : s,
+                        out + size_t{x} * Bpp, strongness);
+  };
+  if (width == 0) return;
+  edge(0);
+  if (width >= 3) {
+    // Columns 1 to width - 2: both neighbours' columns are inside.
+    const size_t bytes = size_t{width - 2} * Bpp;
+    const uint8_t *first = centre + Bpp;
+    if (litRow == nullptr && oppositeRow == nullptr) {
+      std::memcpy(out + Bpp, first, bytes);
+    } else {
+      const uint8_t *lit = litRow != nullptr ? litRow + (1 + litStep) * static_cast<int>(Bpp) : first;
+      const uint8_t *opposite = oppositeRow != nullptr ? oppositeRow + (1 - litStep) * static_cast<int>(Bpp) : first;
+      EmbossSpan<F>(first, lit, opposite, out + Bpp, bytes, strongness);
+    }
+  }
+  if (width >= 2) edge(width - 1);
+}
+
+// Rows from the first to the last; L = (x + litStep, y + litRowStep).
+template <Family F, size_t Bpp>
+void EmbossRows(const EmbossImage &image, int litStep, int litRowStep, uint32_t strongness) {
+  // ARGB rows step by whole pixels.
+  const size_t sourceStride = Bpp == 4 ? size_t{image.sourceRowBytes >> 2} * 4 : image.sourceRowBytes;
+  const size_t destinationStride = Bpp == 4 ? size_t{image.destinationRowBytes >> 2} * 4 : image.destinationRowBytes;
+  const auto *source = static_cast<const uint8_t *>(image.source);
+  auto *destination = static_cast<uint8_t *>(image.destination);
+  const auto sourceRow = [&](int64_t y) -> const uint8_t * {
+    return y >= 0 && y < image.height ? source + static_cast<size_t>(y) * sourceStride : nullptr;
+  };
+  for (uint32_t y = 0; y < image.height; ++y) {
+    EmbossRow<F, Bpp>(sourceRow(y), sourceRow(int64_t{y} + litRowStep), sourceRow(int64_t{y} - litRowStep), litStep,
+                      destination + size_t{y} * destinationStride, image.width, strongness);
+  }
+}
+
+}  // namespace
+
+void Emboss(const EmbossImage &image, uint32_t effect, uint32_t strongness, uint32_t direction) {
+  if (image.source == nullptr || image.destination == nullptr || direction >= kEmbossDirections) return;
+  static constexpr int kLitStep[kEmbossDirections] = {-1, 1, -1, 1};
+  static constexpr int kLitRowStep[kEmbossDirections] = {-1, -1, 1, 1};
+  const int dx = kLitStep[direction];
+  const int dy = kLitRowStep[direction];
+  const auto chosen = static_cast<EmbossEffect>(effect);
+  if (image.pixelFormat == 0) {
+    // Both relief effects are the same on one-byte pixels.
+    if (chosen == EmbossEffect::Emboss || chosen == EmbossEffect::EmbossWithAlpha) {
+      EmbossRows<Family::Relief, 1>(image, dx, dy, strongness);
+    } else if (chosen == EmbossEffect::Stonify) {
+      EmbossRows<Family::Stone, 1>(image, dx, dy, strongness);
+    }
+  } else if (image.pixelFormat == 2) {
+    if (chosen == EmbossEffect::Emboss) {
+      EmbossRows<Family::Relief, 4>(image, dx, dy, strongness);
+    } else if (chosen == EmbossEffect::EmbossWithAlpha) {
+      EmbossRows<Family::AlphaRelief, 4>(image, dx, dy, strongness);
+    } else if (chosen == EmbossEffect::Stonify) {
+      EmbossRows<Family::Stone, 4>(image, dx, dy, strongness);
+    }
+  }
+}
+
+}  // namespace tessivo
