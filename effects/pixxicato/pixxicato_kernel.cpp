@@ -1,0 +1,395 @@
+#include "pixxicato_kernel.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstddef>
+#include <cstring>
+#include <new>
+
+namespace tessivo {
+namespace {
+
+// A non-negative double truncated toward zero into 32 bits, saturating.
+uint32_t SaturatingUnsigned(double value) {
+  if (!(value > 0.0)) return 0;  // negative, zero or NaN
+  if (value >= 4294967296.0) return UINT32_MAX;
+  return static_cast<uint32_t>(value);
+}
+
+// ---------------------------------------------------------------------------
+// Pixelation. Pixel is uint8_t (one byte a pixel) or uint32_t (ARGB words).
+
+template <class Pixel>
+const Pixel *SourceRow(const PixxicatoImage &image, uint32_t y) {
+  const size_t stride = sizeof(Pixel) == 1 ? image.sourceRowBytes : image.sourceRowBytes >> 2;
+  return static_cast<const Pixel *>(image.source) + stride * y;
+}
+
+template <class Pixel>
+Pixel *DestinationRow(const PixxicatoImage &image, uint32_t y) {
+  const size_t stride = sizeof(Pixel) == 1 ? image.destinationRowBytes : image.destinationRowBytes >> 2;
+  return static_cast<Pixel *>(image.destination) + stride * y;
+}
+
+// One row painted block by block from its sample row: full blocks take the
+// column at offset (0, or bw / 2 in Center mode) within the block, the partial
+// block at the right the column at that offset from its start, or the last
+// column where that falls outside the row.
+template <class Pixel>
+void PaintRow(const Pixel *sample, Pixel *out, uint32_t width, uint32_t blockWidth, bool center) {
+  if (blockWidth == 1) {
+    std::memcpy(out, sample, size_t{width} * sizeof(Pixel));
+    return;
+  }
+  const uint32_t fullBlocks = width / blockWidth;
+  const uint32_t offset = center ? blockWidth / 2 : 0;
+  for (uint32_t b = 0; b < fullBlocks; ++b) {
+    const size_t start = size_t{b} * blockWidth;
+    std::fill_n(out + start, blockWidth, sample[start + offset]);
+  }
+  const uint64_t start = uint64_t{fullBlocks} * blockWidth;
+  if (start < width) {
+    const uint64_t column = std::min<uint64_t>(start + offset, width - 1);
+    std::fill(out + start, out + width, sample[column]);
+  }
+}
+
+// The source row that output row y of a pixelation copies: the top row of its
+// block row; rows below the last full block row take the row after it, kept
+// inside the image.
+uint32_t SampleRow(uint32_t y, uint32_t blockHeight, uint32_t height) {
+  const uint32_t full = height / blockHeight * blockHeight;
+  return y < full ? y / blockHeight * blockHeight : std::min(full, height - 1);
+}
+
+template <class Pixel>
+void Pixelate(const PixxicatoImage &image, bool center, float factorX, float factorY) {
+  const uint32_t width = image.width, height = image.height;
+  if (factorX == 0.0f) {
+    // Whole rows in 8-byte chunks; the bytes past the last whole chunk stay as they were.
+    const uint32_t blockHeight = BlockSize(height, factorY);
+    const size_t chunkBytes = sizeof(Pixel) == 1 ? size_t{width / 8} * 8 : size_t{width / 2} * 8;
+    for (uint32_t y = 0; y < height; ++y) {
+      std::memcpy(DestinationRow<Pixel>(image, y), SourceRow<Pixel>(image, SampleRow(y, blockHeight, height)),
+                  chunkBytes);
+    }
+  } else if (factorY == 0.0f) {
+    const uint32_t blockWidth = BlockSize(width, factorX);
+    for (uint32_t y = 0; y < height; ++y) {
+      PaintRow(SourceRow<Pixel>(image, y), DestinationRow<Pixel>(image, y), width, blockWidth, center);
+    }
+  } else {
+    const uint32_t blockWidth = BlockSize(width, factorX);
+    const uint32_t blockHeight = BlockSize(height, factorY);
+    for (uint32_t y = 0; y < height; ++y) {
+      const uint32_t sample = SampleRow(y, blockHeight, height);
+      Pixel *out = DestinationRow<Pixel>(image, y);
+      if (y > 0 && SampleRow(y - 1, blockHeight, height) == sample) {
+        std::memcpy(out, DestinationRow<Pixel>(image, y - 1), size_t{width} * sizeof(Pixel));
+      } else {
+        PaintRow(SourceRow<Pixel>(image, sample), out, width, blockWidth, center);
+      }
+    }
+  }
+}
+
+// ---------------------------------------------------------------------------
+// Window filters. Rows are handled as bytes: each pixel is E bytes (1, or 4
+// for ARGB), and every byte is a channel filtered by itself.
+
+// A window along an axis cut to the extent: the same pixels are covered, so
+// lo < extent and hi <= extent whatever the factor.
+struct Span {
+  uint32_t lo;
+  uint32_t hi;
+  uint32_t size() const { return lo + hi; }
+};
+
+Span Effective(WindowSpan window, uint32_t extent) {
+  return {std::min(window.before, extent - 1), std::min(window.from, extent)};
+}
+
+// Mean: running sums of one line (of bytes, or of column sums), scaled by the
+// reciprocal of the nominal area.
+template <uint32_t E, class T>
+void MeanLine(const T *in, uint8_t *out, uint32_t n, Span span, uint32_t reciprocal) {
+  uint32_t sum[E] = {};
+  for (size_t i = 0; i < size_t{span.hi} * E; i += E)
+    for (uint32_t c = 0; c < E; ++c) sum[c] += in[i + c];
+  for (uint32_t x = 0; x < n; ++x) {
+    for (uint32_t c = 0; c < E; ++c) out[size_t{x} * E + c] = static_cast<uint8_t>((sum[c] * reciprocal) >> 24);
+    if (x + span.hi < n) {
+      const T *entering = in + (size_t{x} + span.hi) * E;
+      for (uint32_t c = 0; c < E; ++c) sum[c] += entering[c];
+    }
+    if (x >= span.lo) {
+      const T *leaving = in + (size_t{x} - span.lo) * E;
+      for (uint32_t c = 0; c < E; ++c) sum[c] -= leaving[c];
+    }
+  }
+}
+
+void AddRow(uint32_t *sums, const uint8_t *row, size_t length) {
+  for (size_t i = 0; i < length; ++i) sums[i] += row[i];
+}
+void SubtractRow(uint32_t *sums, const uint8_t *row, size_t length) {
+  for (size_t i = 0; i < length; ++i) sums[i] -= row[i];
+}
+
+template <uint32_t E>
+void MeanFilter(const PixxicatoImage &image, WindowSpan windowX, WindowSpan windowY, bool alongX, bool alongY,
+                PixxicatoScratch &scratch) {
+  const uint32_t width = image.width, height = image.height;
+  const size_t rowLength = size_t{width} * E;
+  const auto *source = static_cast<const uint8_t *>(image.source);
+  auto *destination = static_cast<uint8_t *>(image.destination);
+  const size_t sourceStride = E == 1 ? image.sourceRowBytes : size_t{image.sourceRowBytes >> 2} * 4;
+  const size_t destinationStride = E == 1 ? image.destinationRowBytes : size_t{image.destinationRowBytes >> 2} * 4;
+  const Span spanX = Effective(windowX, width), spanY = Effective(windowY, height);
+  const uint64_t area = (alongX ? uint64_t{windowX.before} + windowX.from : 1) *
+                        (alongY ? uint64_t{windowY.before} + windowY.from : 1);
+  const uint32_t reciprocal = MeanReciprocal(area);
+
+  if (!alongY) {
+    for (uint32_t y = 0; y < height; ++y)
+      MeanLine<E>(source + sourceStride * y, destination + destinationStride * y, width, spanX, reciprocal);
+    return;
+  }
+  uint32_t *sums = scratch.sums.data();
+  std::fill_n(sums, rowLength, 0u);
+  for (uint32_t r = 0; r < spanY.hi; ++r) AddRow(sums, source + sourceStride * r, rowLength);
+  for (uint32_t y = 0; y < height; ++y) {
+    uint8_t *out = destination + destinationStride * y;
+    if (alongX) {
+      MeanLine<E>(sums, out, width, spanX, reciprocal);
+    } else {
+      for (size_t i = 0; i < rowLength; ++i) out[i] = static_cast<uint8_t>((sums[i] * reciprocal) >> 24);
+    }
+    if (y + spanY.hi < height) AddRow(sums, source + sourceStride * (size_t{y} + spanY.hi), rowLength);
+    if (y >= spanY.lo) SubtractRow(sums, source + sourceStride * (size_t{y} - spanY.lo), rowLength);
+  }
+}
+
+// Maximum and minimum: each starts from the value that never wins.
+struct Largest {
+  static constexpr uint8_t kStart = 0;
+  static uint8_t apply(uint8_t a, uint8_t b) { return a > b ? a : b; }
+};
+struct Smallest {
+  static constexpr uint8_t kStart = 255;
+  static uint8_t apply(uint8_t a, uint8_t b) { return a < b ? a : b; }
+};
+
+template <class Op>
+void CombineRows(const uint8_t *a, const uint8_t *b, uint8_t *out, size_t length) {
+  for (size_t i = 0; i < length; ++i) out[i] = Op::apply(a[i], b[i]);
+}
+
+// Up to this many pixels a window is combined directly; wider windows take
+// the block method below, a fixed three steps a pixel.
+constexpr uint32_t kDirectWindow = 4;
+
+// One line of n pixels into out (not in place). The block method: the line,
+// padded with lo neutral pixels ahead and hi - 1 behind, is cut into blocks of
+// k = lo + hi pixels; every window is then the end of one block (a suffix,
+// `after`) joined with the start of the next (a prefix, running forward).
+template <uint32_t E, class Op>
+void ExtremeLine(const uint8_t *in, uint8_t *out, uint32_t n, Span span, uint8_t *work) {
+  const size_t length = size_t{n} * E;
+  const uint32_t k = span.size();
+  if (k <= kDirectWindow) {
+    std::memcpy(out, in, length);
+    for (size_t d = 1; d < span.hi; ++d)
+      for (size_t i = 0; i + d * E < length; ++i) out[i] = Op::apply(out[i], in[i + d * E]);
+    for (size_t d = 1; d <= span.lo; ++d)
+      for (size_t i = d * E; i < length; ++i) out[i] = Op::apply(out[i], in[i - d * E]);
+    return;
+  }
+  const size_t padded = size_t{n} + k - 1;
+  uint8_t *line = work;
+  uint8_t *after = work + padded * E;
+  std::fill_n(line, size_t{span.lo} * E, Op::kStart);
+  std::memcpy(line + size_t{span.lo} * E, in, length);
+  std::fill(line + size_t{span.lo} * E + length, line + padded * E, Op::kStart);
+  // Suffixes, backward; a block's last pixel (or the line's) starts its own.
+  size_t inBlock = (padded - 1) % k;
+  for (size_t j = padded; j-- > 0;) {
+    for (uint32_t c = 0; c < E; ++c) {
+      after[j * E + c] = inBlock == k - 1 || j == padded - 1 ? line[j * E + c]
+                                                             : Op::apply(line[j * E + c], after[(j + 1) * E + c]);
+    }
+    inBlock = inBlock == 0 ? k - 1 : inBlock - 1;
+  }
+  // Prefixes, forward; the window of x ends at x + k - 1.
+  uint8_t before[E];
+  inBlock = 0;
+  for (size_t j = 0; j < padded; ++j) {
+    for (uint32_t c = 0; c < E; ++c)
+      before[c] = inBlock == 0 ? line[j * E + c] : Op::apply(before[c], line[j * E + c]);
+    inBlock = inBlock == k - 1 ? 0 : inBlock + 1;
+    if (j + 1 >= k) {
+      const size_t x = j + 1 - k;
+      for (uint32_t c = 0; c < E; ++c) out[x * E + c] = Op::apply(after[x * E + c], before[c]);
+    }
+  }
+}
+
+// The frame, column windows first (whole rows at a time), then, when X is
+// nonzero, row windows on each result row.
+template <uint32_t E, class Op>
+void ExtremeFilter(const PixxicatoImage &image, WindowSpan windowX, WindowSpan windowY, bool alongX, bool alongY,
+                   PixxicatoScratch &scratch) {
+  const uint32_t width = image.width, height = image.height;
+  const size_t rowLength = size_t{width} * E;
+  const auto *source = static_cast<const uint8_t *>(image.source);
+  auto *destination = static_cast<uint8_t *>(image.destination);
+  const size_t sourceStride = E == 1 ? image.sourceRowBytes : size_t{image.sourceRowBytes >> 2} * 4;
+  const size_t destinationStride = E == 1 ? image.destinationRowBytes : size_t{image.destinationRowBytes >> 2} * 4;
+  const Span spanX = Effective(windowX, width), spanY = Effective(windowY, height);
+  const auto sourceRow = [&](size_t r) { return source + sourceStride * r; };
+  uint8_t *lineWork = scratch.line.data();
+
+  if (!alongY) {
+    for (uint32_t y = 0; y < height; ++y)
+      ExtremeLine<E, Op>(sourceRow(y), destination + destinationStride * y, width, spanX, lineWork);
+    return;
+  }
+  // Rows of the scratch: [0] neutral, [1] the running prefix, [2] the column
+  // result when a row pass follows, [3] the suffix of rows past the image,
+  // then one suffix row per output row of a block.
+  uint8_t *neutral = scratch.rows.data();
+  uint8_t *prefix = neutral + rowLength;
+  uint8_t *columnResult = prefix + rowLength;
+  uint8_t *pastImage = columnResult + rowLength;
+  uint8_t *suffixes = pastImage + rowLength;
+  std::fill_n(neutral, rowLength, Op::kStart);
+  const auto target = [&](uint32_t y) { return alongX ? columnResult : destination + destinationStride * y; };
+  const auto finish = [&](uint32_t y) {
+    if (alongX) ExtremeLine<E, Op>(columnResult, destination + destinationStride * y, width, spanX, lineWork);
+  };
+
+  const uint32_t k = spanY.size();
+  if (k <= kDirectWindow) {
+    for (uint32_t y = 0; y < height; ++y) {
+      uint8_t *out = target(y);
+      std::memcpy(out, sourceRow(y), rowLength);
+      for (uint32_t r = y > spanY.lo ? y - spanY.lo : 0; r < y; ++r) CombineRows<Op>(out, sourceRow(r), out, rowLength);
+      for (uint32_t r = y + 1; r < height && r < y + spanY.hi; ++r) CombineRows<Op>(out, sourceRow(r), out, rowLength);
+      finish(y);
+    }
+    return;
+  }
+  // The block method along columns, on padded row indices j (source row
+  // j - lo; rows outside the image are neutral): output row x covers j from x
+  // to x + k - 1, the suffix of x's block joined with a prefix of the next.
+  std::vector<const uint8_t *> &suffix = scratch.suffixRows;
+  const auto padRow = [&](uint64_t j) -> const uint8_t * {
+    return j >= spanY.lo && j - spanY.lo < height ? sourceRow(j - spanY.lo) : nullptr;
+  };
+  for (uint64_t base = 0; base < height; base += k) {
+    const uint32_t outputs = static_cast<uint32_t>(std::min<uint64_t>(k, height - base));
+    const uint8_t *running = neutral;
+    for (uint32_t t = k; t-- > 0;) {
+      const uint8_t *row = padRow(base + t);
+      if (row != nullptr) {
+        uint8_t *into = t < outputs ? suffixes + size_t{t} * rowLength : pastImage;
+        CombineRows<Op>(running, row, into, rowLength);
+        running = into;
+      }
+      if (t < outputs) suffix[t] = running;
+    }
+    std::memcpy(target(static_cast<uint32_t>(base)), suffix[0], rowLength);
+    finish(static_cast<uint32_t>(base));
+    running = neutral;
+    for (uint32_t t = 1; t < outputs; ++t) {
+      const uint8_t *row = padRow(base + k + t - 1);
+      if (row != nullptr) {
+        CombineRows<Op>(running, row, prefix, rowLength);
+        running = prefix;
+      }
+      const uint32_t y = static_cast<uint32_t>(base + t);
+      CombineRows<Op>(suffix[t], running, target(y), rowLength);
+      finish(y);
+    }
+  }
+}
+
+// Makes room in the scratch for a window pass; false when memory runs out.
+bool Prepare(PixxicatoScratch &scratch, uint32_t mode, size_t rowLength, uint32_t height, uint32_t pixelBytes,
+             uint32_t width, Span spanX, Span spanY, bool alongX, bool alongY) {
+  try {
+    if (mode == kPixxicatoMean) {
+      if (alongY && scratch.sums.size() < rowLength) scratch.sums.resize(rowLength);
+      return true;
+    }
+    if (alongX) {
+      const size_t lineLength = 2 * (size_t{width} + spanX.size()) * pixelBytes;
+      if (scratch.line.size() < lineLength) scratch.line.resize(lineLength);
+    }
+    if (alongY) {
+      const size_t blockRows = std::min(spanY.size(), height);
+      const size_t rows = (4 + blockRows) * rowLength;
+      if (scratch.rows.size() < rows) scratch.rows.resize(rows);
+      if (scratch.suffixRows.size() < blockRows) scratch.suffixRows.resize(blockRows);
+    }
+    return true;
+  } catch (const std::bad_alloc &) {
+    return false;
+  }
+}
+
+template <uint32_t E>
+bool Filter(const PixxicatoImage &image, uint32_t mode, float factorX, float factorY, PixxicatoScratch &scratch) {
+  const bool alongX = factorX != 0.0f;
+  const bool alongY = !alongX || factorY != 0.0f;
+  const WindowSpan windowX = WindowSize(factorX), windowY = WindowSize(factorY);
+  if (!Prepare(scratch, mode, size_t{image.width} * E, image.height, E, image.width, Effective(windowX, image.width),
+               Effective(windowY, image.height), alongX, alongY)) {
+    return false;
+  }
+  if (mode == kPixxicatoMean) {
+    MeanFilter<E>(image, windowX, windowY, alongX, alongY, scratch);
+  } else if (mode == kPixxicatoMaximum) {
+    ExtremeFilter<E, Largest>(image, windowX, windowY, alongX, alongY, scratch);
+  } else {
+    ExtremeFilter<E, Smallest>(image, windowX, windowY, alongX, alongY, scratch);
+  }
+  return true;
+}
+
+}  // namespace
+
+uint32_t BlockSize(uint32_t extent, float factor) {
+  // One rounding: the product and the sum fused.
+  const float size = std::fma(static_cast<float>(extent / 2), factor, 1.0f);
+  if (!(size >= 1.0f)) return 1;
+  return SaturatingUnsigned(static_cast<double>(size));
+}
+
+WindowSpan WindowSize(float factor) {
+  const double scaled = static_cast<double>(factor) * 16.0;
+  const uint32_t lo = SaturatingUnsigned(scaled) / 2;
+  const uint32_t hi = SaturatingUnsigned(scaled + 1.0 - lo);
+  return {lo, std::max(hi, 1u)};
+}
+
+uint32_t MeanReciprocal(uint64_t area) {
+  constexpr uint64_t kOne = 0x1000000;
+  return area == 0 || area > kOne ? 0 : static_cast<uint32_t>(kOne / area);
+}
+
+bool Pixxicate(const PixxicatoImage &image, uint32_t mode, float x, float y, PixxicatoScratch &scratch) {
+  if (image.source == nullptr || image.destination == nullptr || image.width == 0 || image.height == 0 ||
+      mode > kPixxicatoMinimum || (image.pixelFormat != 0 && image.pixelFormat != 2)) {
+    return true;
+  }
+  const bool argb = image.pixelFormat == 2;
+  if (mode == kPixxicatoUpperLeft || mode == kPixxicatoCenter) {
+    const bool center = mode == kPixxicatoCenter;
+    argb ? Pixelate<uint32_t>(image, center, x, y) : Pixelate<uint8_t>(image, center, x, y);
+    return true;
+  }
+  return argb ? Filter<4>(image, mode, x, y, scratch) : Filter<1>(image, mode, x, y, scratch);
+}
+
+}  // namespace tessivo
