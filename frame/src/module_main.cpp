@@ -29,9 +29,10 @@ uint32_t LoadPlugin(HostCall *call) {
   return 1;
 }
 
+// The host owns the call record: pluginObject and instance are written only
+// when something is made (load, creation), never cleared here.
 uint32_t UnloadPlugin(HostCall *call) {
   DeleteGlobalInfo(static_cast<GlobalInfo *>(call->pluginObject));
-  call->pluginObject = nullptr;
   return 1;
 }
 
@@ -43,7 +44,6 @@ uint32_t CreateInstance(HostCall *call) {
 
 uint32_t DestroyInstance(HostCall *call) {
   delete static_cast<ModuleInstance *>(call->instance);
-  call->instance = nullptr;
   return 1;
 }
 

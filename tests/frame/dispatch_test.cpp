@@ -47,8 +47,9 @@ TEST(Dispatch, LoadRegistersGlobalInfoAndHandsOverTheRegistry) {
   auto *info = static_cast<GlobalInfo *>(host.call().pluginObject);
   ASSERT_NE(info, nullptr);
   ASSERT_EQ(host.log.functions(), Strings{"RegisterGlobalInfo"});
+  // The registry is handed over after the host has taken the record (its slot still empty then).
   EXPECT_EQ(host.log.calls()[0].args, (std::vector<uintptr_t>{reinterpret_cast<uintptr_t>(info),
-                                                              reinterpret_cast<uintptr_t>(&host.pluginRecord)}));
+                                                              reinterpret_cast<uintptr_t>(&host.pluginRecord), 0}));
   EXPECT_EQ((std::vector<uint32_t>{info->kind, info->creator, uint32_t(info->version), uint32_t(info->count)}),
             (std::vector<uint32_t>{FourCC("ginf"), FourCC("kqzt"), 1, 1}));
   int probe = 0;
@@ -79,8 +80,9 @@ TEST(Dispatch, LoadRegistersGlobalInfoAndHandsOverTheRegistry) {
     EXPECT_EQ(std::memcmp(entry.reserved, zeros, sizeof zeros), 0);
   }
 
-  EXPECT_EQ(host.unload(), 1u);
-  EXPECT_EQ(host.call().pluginObject, nullptr);
+  EXPECT_EQ(host.send(kPluginUnload, &host.pluginRecord), 1u);
+  EXPECT_EQ(host.call().pluginObject, info);  // freed, but the slot is the host's to clear
+  host.call().pluginObject = nullptr;
   EXPECT_EQ(host.unload(), 1u);  // nothing left to free
 
   FakeHost bare;  // no host table: still hands over the registry
@@ -96,8 +98,10 @@ TEST(Factory, BuildsFaderAndReportsAnUnknownCode) {
   EXPECT_TRUE(fader.call().instance != nullptr && fader.log.count("ReportError") == 0u);
   ASSERT_NE(fader.classRecord.descriptor, nullptr);
   EXPECT_EQ(fader.classRecord.descriptor->code, FourCC("fadr"));
-  EXPECT_EQ(fader.destroy(), 1u);
-  EXPECT_EQ(fader.call().instance, nullptr);
+  void *instance = fader.call().instance;
+  EXPECT_EQ(fader.send(kInstanceDestroy, &fader.classRecord), 1u);
+  EXPECT_EQ(fader.call().instance, instance);  // deleted; the slot is the host's to clear
+  fader.call().instance = nullptr;
 
   FakeHost host;
   host.classRecord.descriptor = reinterpret_cast<const ModuleClassDescriptor *>(&host);  // must stay untouched

@@ -43,19 +43,23 @@ std::vector<CGFloat> Components(const Owned &color) {
   return {c, c + CGColorGetNumberOfComponents(AsColor(color))};
 }
 
-// The first line a call prints on stdout.
+// What a call prints on stdout.
 template <typename Fn>
-std::string FirstLine(Fn fn) {
+std::string Printed(Fn fn) {
   testing::internal::CaptureStdout();
   fn();
-  const std::string out = testing::internal::GetCapturedStdout();
-  return out.substr(0, out.find('\n'));
+  return testing::internal::GetCapturedStdout();
+}
+// A diagnostic: its line, then the value as CFShow shows it.
+std::string Diagnostic(const char *line, CFTypeRef value) {
+  return line + ("\n" + Printed([value] { CFShow(value); }));
 }
 
 TEST(SettingsValues, ReadersWithDefaultsAndWrongTypeDiagnostics) {
   EXPECT_EQ((std::vector<int>{ReadBoolean(nullptr, 1), ReadBoolean(kCFBooleanTrue, 0), ReadBoolean(kCFBooleanFalse, 1),
-                              ReadBoolean(Number(-3).value, 0), ReadBoolean(Number(0).value, 1)}),
-            (std::vector<int>{1, 1, 0, 1, 0}));
+                              ReadBoolean(Number(-3).value, 0), ReadBoolean(Number(0).value, 1),
+                              ReadBoolean(Real(0.5).value, 1)}),  // read as a long: 0
+            (std::vector<int>{1, 1, 0, 1, 0, 0}));
   EXPECT_EQ(std::pair(ReadDouble(nullptr, 2.5), ReadDouble(Real(0.25).value, 2.5)), std::pair(2.5, 0.25));
   EXPECT_EQ(ReadInt64(Number(-(int64_t{1} << 40)).value, 0), -(int64_t{1} << 40));
   EXPECT_EQ(ReadInt32(Number(-7).value, 0), -7);
@@ -67,12 +71,12 @@ TEST(SettingsValues, ReadersWithDefaultsAndWrongTypeDiagnostics) {
   int64_t i64 = 0;
   int32_t i32 = 0;
   uint8_t b = 0;
-  EXPECT_EQ(FirstLine([&] { b = ReadBoolean(text.value, 1); }), "Wrong boolean value");
-  EXPECT_EQ(FirstLine([&] { d = ReadDouble(text.value, 1.5); }), "Wrong number value");
-  EXPECT_EQ(FirstLine([&] { i64 = ReadInt64(kCFBooleanTrue, 9); }), "Wrong number value");
-  EXPECT_EQ(FirstLine([&] { i32 = ReadInt32(text.value, -4); }), "Wrong number value");
+  EXPECT_EQ(Printed([&] { b = ReadBoolean(text.value, 1); }), Diagnostic("Wrong boolean value", text.value));
+  EXPECT_EQ(Printed([&] { d = ReadDouble(text.value, 1.5); }), Diagnostic("Wrong number value", text.value));
+  EXPECT_EQ(Printed([&] { i64 = ReadInt64(kCFBooleanTrue, 9); }), Diagnostic("Wrong number value", kCFBooleanTrue));
+  EXPECT_EQ(Printed([&] { i32 = ReadInt32(text.value, -4); }), Diagnostic("Wrong number value", text.value));
   EXPECT_EQ(std::tuple(b, d, i64, i32), std::tuple(uint8_t{1}, 1.5, int64_t{9}, int32_t{-4}));
-  EXPECT_EQ(FirstLine([] { ReadInt32(nullptr, 3); }), "");  // a missing value is silent
+  EXPECT_EQ(Printed([] { ReadInt32(nullptr, 3); }), "");  // a missing value is silent
 }
 
 TEST(SettingsValues, ClampingRaisesThenLowers) {
@@ -95,9 +99,10 @@ TEST(SettingsValues, PackedColoursReadAndWritten) {
   EXPECT_EQ(ReadPackedColor(Color({2.0, -0.5, std::nan(""), 1.0}).value, 0), 0xFFFE8100u);
   uint32_t packed = 0;
   Owned grey = Color({0.5, 1.0}, false);
-  EXPECT_EQ(FirstLine([&] { packed = ReadPackedColor(grey.value, 0xABCDEF01u); }), "Wrong color format");
+  EXPECT_EQ(Printed([&] { packed = ReadPackedColor(grey.value, 0xABCDEF01u); }), Diagnostic("Wrong color format", grey.value));
   EXPECT_EQ(packed, 0xABCDEF01u);
-  EXPECT_EQ(FirstLine([&] { packed = ReadPackedColor(Number(1).value, 7); }), "Wrong color type");
+  Owned one = Number(1);
+  EXPECT_EQ(Printed([&] { packed = ReadPackedColor(one.value, 7); }), Diagnostic("Wrong color type", one.value));
   EXPECT_EQ(packed, 7u);
 
   Owned made(MakePackedColor(0x80FF8000u));
@@ -118,9 +123,10 @@ TEST(SettingsValues, ColourComponents) {
   EXPECT_EQ((std::vector<float>{a, r, g, b}), (std::vector<float>{0.4f, 1.0f, 0.2f, 1.0f}));  // r, b not given
   ReadColorComponents(nullptr, &a, &r, &g, &b);
   Owned text = Text("red");
-  EXPECT_EQ(FirstLine([&] { ReadColorComponents(text.value, &a, &r, &g, &b); }), "Wrong color type");
+  EXPECT_EQ(Printed([&] { ReadColorComponents(text.value, &a, &r, &g, &b); }), Diagnostic("Wrong color type", text.value));
   Owned grey = Color({0.5, 1.0}, false);
-  EXPECT_EQ(FirstLine([&] { ReadColorComponents(grey.value, &a, &r, &g, &b); }), "Wrong color format");
+  EXPECT_EQ(Printed([&] { ReadColorComponents(grey.value, &a, &r, &g, &b); }),
+            Diagnostic("Wrong color format", grey.value));
   EXPECT_EQ((std::vector<float>{a, r, g, b}), (std::vector<float>{0.4f, 1.0f, 0.2f, 1.0f}));
 }
 

@@ -66,7 +66,17 @@ uint32_t FakeHost::create(uint32_t code) {
   return send(kInstanceCreate, &classRecord);
 }
 
-uint32_t FakeHost::destroy() { return send(kInstanceDestroy, &classRecord); }
+uint32_t FakeHost::destroy() {
+  const uint32_t result = send(kInstanceDestroy, &classRecord);
+  call_.instance = nullptr;
+  return result;
+}
+
+uint32_t FakeHost::unload() {
+  const uint32_t result = send(kPluginUnload, &pluginRecord);
+  call_.pluginObject = nullptr;
+  return result;
+}
 
 void FakeHost::deliverImage(uint32_t port, TestImage &image, Delivery when) {
   answer(port, {Answer::Kind::Image, &image, 0.0f, when});
@@ -76,6 +86,12 @@ void FakeHost::deliverControl(uint32_t port, float value, Delivery when) {
 }
 void FakeHost::deliverEmptyControl(uint32_t port, Delivery when) {
   answer(port, {Answer::Kind::EmptyControl, nullptr, 0.0f, when});
+}
+void FakeHost::deliverInvalidControl(uint32_t port, float value, Delivery when) {
+  answer(port, {Answer::Kind::InvalidControl, nullptr, value, when});
+}
+void FakeHost::deliverImageWithoutDescriptor(uint32_t port, TestImage &image, Delivery when) {
+  answer(port, {Answer::Kind::BareImage, &image, 0.0f, when});
 }
 void FakeHost::deliverNothing(uint32_t port, Delivery when) { answer(port, {Answer::Kind::Nothing, nullptr, 0.0f, when}); }
 
@@ -112,7 +128,8 @@ FakeHost &FakeHost::Log(void *cookie, const char *function, std::vector<uintptr_
 }
 
 uint32_t FakeHost::RegisterGlobalInfo(void *cookie, GlobalInfo *info, PluginRecord *plugin) {
-  Log(cookie, "RegisterGlobalInfo", {Ptr(info), Ptr(plugin)});
+  // With what the plug-in record's registry slot holds at the time.
+  Log(cookie, "RegisterGlobalInfo", {Ptr(info), Ptr(plugin), plugin != nullptr ? Ptr(plugin->registry) : 0});
   return 1;
 }
 
@@ -156,13 +173,15 @@ uint32_t FakeHost::ReadInput(void *cookie, uint32_t port, uint32_t zero, ValueRe
   const Answer answer = scripted != self.answers_.end() ? scripted->second : Answer{};
   float *value = scripted != self.answers_.end() ? &scripted->second.value : nullptr;
   auto fill = [answer, value, record, done, present] {
-    if (answer.kind == Answer::Kind::Image) {
+    using Kind = Answer::Kind;
+    if (answer.kind == Kind::Image || answer.kind == Kind::BareImage) {
       record->data = answer.image->handle();
-      record->destination = &answer.image->descriptor();
-    } else if (answer.kind != Answer::Kind::Nothing) {
-      record->data = answer.kind == Answer::Kind::Control ? value : nullptr;
+      if (answer.kind == Kind::Image) record->destination = &answer.image->descriptor();
+    } else if (answer.kind != Kind::Nothing) {
+      record->data = answer.kind == Kind::EmptyControl ? nullptr : value;
     }
-    __atomic_store_n(present, answer.kind == Answer::Kind::Nothing ? 0 : 1, __ATOMIC_RELEASE);
+    const bool valid = answer.kind != Kind::Nothing && answer.kind != Kind::InvalidControl;
+    __atomic_store_n(present, valid ? 1 : 0, __ATOMIC_RELEASE);
     __atomic_store_n(done, 1, __ATOMIC_RELEASE);
   };
   if (answer.when == Delivery::Now) {

@@ -69,7 +69,8 @@ class FakeHost {
   // Sends a message with the given target through the bundle's ModuleMain.
   uint32_t send(int32_t message, void *target);
   uint32_t load() { return send(kPluginLoad, &pluginRecord); }
-  uint32_t unload() { return send(kPluginUnload, &pluginRecord); }
+  // Unload and destroy clear the call's slot afterwards, as a host does (the bundle leaves it).
+  uint32_t unload();
   uint32_t create(uint32_t code);
   uint32_t destroy();
 
@@ -78,6 +79,10 @@ class FakeHost {
   void deliverControl(uint32_t port, float value, Delivery when = Delivery::Now);
   // Present, but without a value pointer.
   void deliverEmptyControl(uint32_t port, Delivery when = Delivery::Now);
+  // A value pointer, but the present (valid) flag left clear.
+  void deliverInvalidControl(uint32_t port, float value, Delivery when = Delivery::Now);
+  // The image's handle without its descriptor.
+  void deliverImageWithoutDescriptor(uint32_t port, TestImage &image, Delivery when = Delivery::Now);
   void deliverNothing(uint32_t port, Delivery when = Delivery::Now);
 
   // A module's own output request for writing output (its descriptor is also
@@ -91,7 +96,7 @@ class FakeHost {
 
  private:
   struct Answer {
-    enum class Kind { Nothing, Image, Control, EmptyControl } kind = Kind::Nothing;
+    enum class Kind { Nothing, Image, BareImage, Control, EmptyControl, InvalidControl } kind = Kind::Nothing;
     TestImage *image = nullptr;
     float value = 0.0f;
     Delivery when = Delivery::Now;
