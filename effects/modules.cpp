@@ -3,6 +3,7 @@
 
 #include "emboss/emboss_module.h"
 #include "fader/fader_module.h"
+#include "flash/flash_module.h"
 #include "pixxicato/pixxicato_module.h"
 #include "tessivo/frame/module_codes.h"
 #include "tessivo/frame/module_factory.h"
@@ -26,6 +27,7 @@ ModuleInstance *Construct(HostCall *call, ModuleClassRecord *classRecord, Bitmap
 constexpr ModuleEntry kModules[] = {
     {kEmbossCode, &Construct<EmbossModule>},
     {kFaderCode, &Construct<FaderModule>},
+    {kFlashCode, &Construct<FlashModule>},
     {kPixxicatoCode, &Construct<PixxicatoModule>},
 };
 
