@@ -12,13 +12,12 @@ namespace {
 constexpr uint32_t kImagePort = 0;
 constexpr uint32_t kPhaseStep = 89;
 
-// The output's size and format, cut down to what both buffers hold, so that
-// sizes and row bytes the host reports inconsistently never reach past them.
+// The output's size and format. Only what would reach past a buffer is cut:
+// rows longer than either buffer's row bytes, and rows beyond either height.
 FlashImage FlashRegion(const ImageDescriptor &output, const ImageDescriptor &source,
                        const ImageDescriptor &destination) {
   const uint32_t pixelBytes = output.pixelFormat == kPixelFormatARGB8888 ? 4 : 1;
-  const uint32_t width = std::min({output.width, source.width, destination.width, source.rowBytes / pixelBytes,
-                                   destination.rowBytes / pixelBytes});
+  const uint32_t width = std::min({output.width, source.rowBytes / pixelBytes, destination.rowBytes / pixelBytes});
   const uint32_t height = std::min({output.height, source.height, destination.height});
   return {source.baseAddress, source.rowBytes, destination.baseAddress, destination.rowBytes,
           width, height, output.pixelFormat};
@@ -51,7 +50,11 @@ uint32_t FlashModule::requestInputs(HostCall *call, void *target) {
 }
 
 uint32_t FlashModule::cancelInputs(HostCall *call, void *target) {
-  CancelPorts(call, EventValue(target), {kImagePort});
+  ValueRecord *request = EventValue(target);
+  if (request == nullptr) {
+    return 0;
+  }
+  CancelPorts(call, request, {kImagePort});
   return 1;
 }
 
