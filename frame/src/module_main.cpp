@@ -6,6 +6,7 @@
 #include "tessivo/frame/module_descriptors.h"
 #include "tessivo/frame/module_factory.h"
 #include "tessivo/frame/module_instance.h"
+#include "tessivo/frame/vimage.h"
 
 namespace tessivo {
 namespace {
@@ -23,6 +24,7 @@ uint32_t LoadPlugin(HostCall *call) {
   }
   GlobalInfo *info = NewGlobalInfo();
   if (info == nullptr) return 0;
+  ResolveVImage();
   if (host != nullptr && host->RegisterGlobalInfo != nullptr) host->RegisterGlobalInfo(host->cookie, info, plugin);
   plugin->registry = GetModuleRegistry();
   call->pluginObject = info;
@@ -33,6 +35,7 @@ uint32_t LoadPlugin(HostCall *call) {
 // when something is made (load, creation), never cleared here.
 uint32_t UnloadPlugin(HostCall *call) {
   DeleteGlobalInfo(static_cast<GlobalInfo *>(call->pluginObject));
+  ResolveVImage(false);
   return 1;
 }
 

@@ -30,6 +30,28 @@ ModuleMainFn BundleModuleMain() {
   return moduleMain;
 }
 
+bool SetVImagePresent(bool present) {
+  static void *library = nullptr;
+  if (present && library == nullptr) library = dlopen(TESSIVO_ACCELERATE_PATH, RTLD_NOW | RTLD_GLOBAL);
+  if (!present && library != nullptr) {
+    dlclose(library);
+    library = nullptr;
+  }
+  // Asked by name without loading, which (unlike a global symbol lookup) does
+  // not tie the library to the caller.
+  void *loaded = dlopen("libtessivo_accelerate.so", RTLD_NOW | RTLD_NOLOAD);
+  if (loaded != nullptr) dlclose(loaded);
+  return (loaded != nullptr) == present;
+}
+
+uint32_t FakeHost::load() {
+  if (!SetVImagePresent(withVImage)) {
+    std::fprintf(stderr, "cannot make the vImage library %s\n", withVImage ? "present" : "absent");
+    std::abort();
+  }
+  return send(kPluginLoad, &pluginRecord);
+}
+
 FakeHost::FakeHost() {
   hostTable.cookie = serviceTable.cookie = errorTable.cookie = portApi.cookie = bitmapService.cookie = this;
   hostTable.RegisterGlobalInfo = &RegisterGlobalInfo;

@@ -32,6 +32,9 @@ namespace tessivo::test {
 ModuleMainFn BundleModuleMain();
 // Where that library is.
 const char *BundlePath();
+// Loads the vImage library into the process (globally, as a system framework)
+// or unloads it; true when its functions are then found, or gone, as asked.
+bool SetVImagePresent(bool present);
 
 class FakeHost {
  public:
@@ -48,6 +51,7 @@ class FakeHost {
 
   // Scripts, read when the bundle calls.
   bool offerBitmapService = true;  // AcquireService answers null when false
+  bool withVImage = true;          // load() makes the vImage library present or absent first
   std::map<uint32_t, uint32_t> requestResults;  // RequestInput result by port; 1 when absent
   uint32_t nextStamp = 100;                     // CurrentStamp answers this, then counts up
   bool lockFails = false;                       // LockImage answers null
@@ -68,7 +72,9 @@ class FakeHost {
 
   // Sends a message with the given target through the bundle's ModuleMain.
   uint32_t send(int32_t message, void *target);
-  uint32_t load() { return send(kPluginLoad, &pluginRecord); }
+  // PluginLoad, with the vImage library loaded globally beforehand, or
+  // unloaded, as withVImage says (the bundle looks it up at load).
+  uint32_t load();
   // Unload and destroy clear the call's slot afterwards, as a host does (the bundle leaves it).
   uint32_t unload();
   uint32_t create(uint32_t code);

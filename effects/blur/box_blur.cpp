@@ -1,0 +1,223 @@
+#include "box_blur.h"
+
+#include "tessivo/frame/conversions.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+
+namespace tessivo {
+namespace {
+
+// The four channels of an ARGB8888 pixel as 32-bit lanes (blue first).
+typedef uint32_t Lanes __attribute__((vector_size(16)));
+
+inline Lanes Unpack(uint32_t pixel) { return Lanes{pixel & 0xFF, (pixel >> 8) & 0xFF, (pixel >> 16) & 0xFF, pixel >> 24}; }
+inline uint32_t Pack(Lanes value) { return value[0] | value[1] << 8 | value[2] << 16 | value[3] << 24; }
+
+// Sample access for one format: a sample is a byte or the four lanes of a pixel.
+struct Planar8 {
+  using Sample = uint32_t;
+  using Pixel = uint8_t;
+  static constexpr uint32_t kBytes = 1;
+  static Sample Load(Pixel pixel) { return pixel; }
+  static Pixel Store(Sample value) { return Pixel(value); }
+  static Sample Zero() { return 0; }
+};
+
+struct Argb8888 {
+  using Sample = Lanes;
+  using Pixel = uint32_t;
+  static constexpr uint32_t kBytes = 4;
+  static Sample Load(Pixel pixel) { return Unpack(pixel); }
+  static Pixel Store(Sample value) { return Pack(value); }
+  static Sample Zero() { return Lanes{0, 0, 0, 0}; }
+};
+
+template <class Format>
+struct Rows {
+  const BlurImage &image;
+  size_t sourceStride() const { return image.sourceRowBytes / Format::kBytes; }
+  size_t destinationStride() const { return image.destinationRowBytes / Format::kBytes; }
+  const typename Format::Pixel *source(uint32_t y) const {
+    return static_cast<const typename Format::Pixel *>(image.source) + sourceStride() * y;
+  }
+  typename Format::Pixel *destination(uint32_t y) const {
+    return static_cast<typename Format::Pixel *>(image.destination) + destinationStride() * y;
+  }
+};
+
+uint32_t ClampRadius(uint32_t r, uint32_t length) {
+  return uint64_t{4} * r < length ? r : (length - 1) >> 1;
+}
+
+// One row of the one-dimensional pass: in[i * step] for i < length.
+template <class Format>
+void BlurLine(const typename Format::Pixel *in, size_t inStep, typename Format::Pixel *out, size_t outStep,
+              uint32_t length, uint32_t r, uint32_t weight) {
+  using Sample = typename Format::Sample;
+  const uint32_t last = length - 1;
+  Sample sum = Format::Load(in[0]) * (r + 1);
+  for (uint32_t i = 1; i <= r; ++i) sum += Format::Load(in[i * inStep]);
+  for (uint32_t x = 0; x < length; ++x) {
+    out[x * outStep] = Format::Store((sum * weight) >> 16);
+    const uint32_t entering = std::min(x + r + 1, last);
+    const uint32_t leaving = x >= r ? x - r : 0;
+    sum += Format::Load(in[entering * inStep]) - Format::Load(in[leaving * inStep]);
+  }
+}
+
+template <class Format>
+void Horizontal(const BlurImage &image, uint32_t r) {
+  const Rows<Format> rows{image};
+  const uint32_t weight = 0x10000u / (2 * r + 1);
+  for (uint32_t y = 0; y < image.height; ++y)
+    BlurLine<Format>(rows.source(y), 1, rows.destination(y), 1, image.width, r, weight);
+}
+
+// Columns are blurred a strip at a time, row by row, so that memory is read
+// in order; each strip keeps its running sums on the stack.
+template <class Format>
+void Vertical(const BlurImage &image, uint32_t r) {
+  using Sample = typename Format::Sample;
+  constexpr uint32_t kStrip = 256;
+  const Rows<Format> rows{image};
+  const uint32_t weight = 0x10000u / (2 * r + 1);
+  const uint32_t last = image.height - 1;
+  Sample sums[kStrip];
+  for (uint32_t left = 0; left < image.width; left += kStrip) {
+    const uint32_t count = std::min(kStrip, image.width - left);
+    const auto *top = rows.source(0) + left;
+    for (uint32_t x = 0; x < count; ++x) sums[x] = Format::Load(top[x]) * (r + 1);
+    for (uint32_t i = 1; i <= r; ++i) {
+      const auto *row = rows.source(i) + left;
+      for (uint32_t x = 0; x < count; ++x) sums[x] += Format::Load(row[x]);
+    }
+    for (uint32_t y = 0; y < image.height; ++y) {
+      auto *out = rows.destination(y) + left;
+      const auto *entering = rows.source(std::min(y + r + 1, last)) + left;
+      const auto *leaving = rows.source(y >= r ? y - r : 0) + left;
+      for (uint32_t x = 0; x < count; ++x) {
+        out[x] = Format::Store((sums[x] * weight) >> 16);
+        sums[x] += Format::Load(entering[x]) - Format::Load(leaving[x]);
+      }
+    }
+  }
+}
+
+template <class Format>
+void TwoDimensional(const BlurImage &image, uint32_t rx, uint32_t ry) {
+  using Sample = typename Format::Sample;
+  const Rows<Format> rows{image};
+  const uint64_t area = (2 * uint64_t{rx} + 1) * (2 * uint64_t{ry} + 1);
+  const uint32_t weight = area > 0x800000u ? 0 : uint32_t(0x800000u / area);
+  const uint32_t width = image.width;
+  const uint32_t lastRow = image.height - 1;
+  const uint32_t lastColumn = width - 1;
+  auto *columns = static_cast<Sample *>(std::malloc(sizeof(Sample) * width));
+  if (columns == nullptr) return;
+
+  const auto *top = rows.source(0);
+  for (uint32_t x = 0; x < width; ++x) columns[x] = Format::Load(top[x]) * (ry + 2);
+  for (uint32_t i = 1; i < ry; ++i) {
+    const auto *row = rows.source(i);
+    for (uint32_t x = 0; x < width; ++x) columns[x] += Format::Load(row[x]);
+  }
+  for (uint32_t y = 0; y < image.height; ++y) {
+    const auto *entering = rows.source(std::min(y + ry, lastRow));
+    const auto *leaving = rows.source(y > ry ? y - ry - 1 : 0);
+    for (uint32_t x = 0; x < width; ++x) columns[x] += Format::Load(entering[x]) - Format::Load(leaving[x]);
+
+    auto *out = rows.destination(y);
+    Sample sum = columns[0] * (rx + 1);
+    for (uint32_t i = 1; i <= rx; ++i) sum += columns[i];
+    for (uint32_t x = 0; x < width; ++x) {
+      out[x] = Format::Store((sum * weight) >> 23);
+      sum += columns[std::min(x + rx + 1, lastColumn)] - columns[x >= rx ? x - rx : 0];
+    }
+  }
+  std::free(columns);
+}
+
+bool Usable(const BlurImage &image) {
+  if (image.width == 0 || image.height == 0 || image.source == nullptr || image.destination == nullptr) return false;
+  const uint32_t bytes = image.pixelFormat == 2 ? 4 : 1;
+  return (image.pixelFormat == 0 || image.pixelFormat == 2) && image.sourceRowBytes / bytes >= image.width &&
+         image.destinationRowBytes / bytes >= image.width;
+}
+
+template <template <class> class Pass, class... Radii>
+void ForFormat(const BlurImage &image, Radii... radii) {
+  if (image.pixelFormat == 2) {
+    Pass<Argb8888>::Run(image, radii...);
+  } else {
+    Pass<Planar8>::Run(image, radii...);
+  }
+}
+
+template <class Format>
+struct HorizontalPass {
+  static void Run(const BlurImage &image, uint32_t r) { Horizontal<Format>(image, r); }
+};
+template <class Format>
+struct VerticalPass {
+  static void Run(const BlurImage &image, uint32_t r) { Vertical<Format>(image, r); }
+};
+template <class Format>
+struct TwoDimensionalPass {
+  static void Run(const BlurImage &image, uint32_t rx, uint32_t ry) { TwoDimensional<Format>(image, rx, ry); }
+};
+
+uint32_t FractionRadius(float amount, uint32_t length) {
+  return TruncateToUInt32(static_cast<float>((length >> 1) - 1u) * amount);
+}
+
+}  // namespace
+
+uint32_t BoxRadius(float amount, uint32_t length, bool isNumberOfPixels) {
+  const uint32_t r = isNumberOfPixels ? TruncateToUInt32(amount) : FractionRadius(amount, length);
+  return ClampRadius(r, length);
+}
+
+void HorizontalBoxBlur(const BlurImage &image, float amount, bool isNumberOfPixels) {
+  if (!Usable(image)) return;
+  ForFormat<HorizontalPass>(image, BoxRadius(amount, image.width, isNumberOfPixels));
+}
+
+void VerticalBoxBlur(const BlurImage &image, float amount, bool isNumberOfPixels) {
+  if (!Usable(image)) return;
+  ForFormat<VerticalPass>(image, BoxRadius(amount, image.height, isNumberOfPixels));
+}
+
+void TwoDimensionalBoxBlur(const BlurImage &image, const BlurAmounts &amounts) {
+  if (!Usable(image)) return;
+  uint32_t rx = TruncateToUInt32(amounts.x);
+  uint32_t ry = TruncateToUInt32(amounts.y);
+  if (!amounts.isNumberOfPixels) {
+    rx = FractionRadius(amounts.x, image.height);
+    ry = FractionRadius(amounts.y, image.height);
+  }
+  rx = uint64_t{4} * rx < image.width ? rx : (image.width - 1) >> 1;
+  ry = ClampRadius(ry, image.height);
+  if (ry == 0) {
+    HorizontalBoxBlur(image, amounts.x, amounts.isNumberOfPixels);
+  } else if (rx == 0) {
+    VerticalBoxBlur(image, amounts.y, amounts.isNumberOfPixels);
+  } else {
+    ForFormat<TwoDimensionalPass>(image, rx, ry);
+  }
+}
+
+void SoftwareBoxBlur(const BlurImage &image, const BlurAmounts &amounts) {
+  const bool x = amounts.x != 0.0f;
+  const bool y = amounts.y != 0.0f;
+  if (x && y) {
+    TwoDimensionalBoxBlur(image, amounts);
+  } else if (x) {
+    HorizontalBoxBlur(image, amounts.x, amounts.isNumberOfPixels);
+  } else if (y) {
+    VerticalBoxBlur(image, amounts.y, amounts.isNumberOfPixels);
+  }
+}
+
+}  // namespace tessivo
