@@ -1,7 +1,6 @@
 // `tessivo apply`: one module or a chain (left to right) on a PNG still, with
 // settings and constant controls given on the command line.
 #include "cli_common.h"
-#include "module_settings.h"
 
 #include <tessivo/host/error.h>
 #include <tessivo/host/graph.h>
@@ -95,7 +94,7 @@ void applySettings(host::Graph& graph, const std::vector<ChainModule>& chain, co
     try {
       const host::SettingAssignment parsed =
           host::parseSettingAssignment(assignment, settings, host::describePanel(instance));
-      applySetting(instance, settings, parsed);
+      host::applySetting(instance, settings, parsed);
       applied = true;
     } catch (const host::HostError& error) {
       throw CliError(fmt::format("--set {}: {}: {}", text, instance.name(), error.what()));

@@ -3,6 +3,7 @@
 
 #include "tessivo/host/error.h"
 #include "tessivo/host/instance.h"
+#include "cf_reference.h"
 #include "value_text.h"
 
 namespace tessivo::host {
@@ -109,6 +110,26 @@ SettingAssignment parseSettingAssignment(std::string_view text, const SettingsDe
       break;
   }
   return assignment;
+}
+
+void applySetting(Instance &instance, const SettingsDescription &settings, const SettingAssignment &assignment) {
+  if (instance.hasParameters()) {
+    const CFReference key{CFStringCreateWithCString(nullptr, assignment.key.c_str(), kCFStringEncodingUTF8)};
+    const CFReference value{makeCFValue(assignment.value)};
+    if (key == nullptr || value == nullptr)
+      throw HostError(instance.name() + ": cannot build the value of \"" + assignment.key + "\"");
+    if (!instance.setParameter(static_cast<CFStringRef>(key.get()), value.get()))
+      throw HostError(instance.name() + " refused " + assignment.value.toString() + " for \"" + assignment.key + "\"");
+    return;
+  }
+  // The group holds every current value, so the module reloads all of them unchanged but the one key.
+  SettingsStore scratch;
+  if (!instance.save(scratch.table()) || settings.group.empty())
+    throw HostError(instance.name() + " does not save its settings, so \"" + assignment.key + "\" cannot be set");
+  scratch.set(settings.group, assignment.key, assignment.value);
+  if (!instance.load(scratch.table()))
+    throw HostError(instance.name() + " refused its settings group with \"" + assignment.key + "\" = " +
+                    assignment.value.toString());
 }
 
 }  // namespace tessivo::host

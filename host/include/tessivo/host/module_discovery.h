@@ -54,4 +54,10 @@ struct SettingAssignment {
 SettingAssignment parseSettingAssignment(std::string_view text, const SettingsDescription &settings,
                                          const PanelDescription &panel);
 
+// Changes one setting of a live instance the way a host does: by key through
+// the module's parameter record when it has one, else by writing the value into
+// its settings group and letting the module load the group. Throws HostError
+// when the module refuses the value.
+void applySetting(Instance &instance, const SettingsDescription &settings, const SettingAssignment &assignment);
+
 }  // namespace tessivo::host
