@@ -4,6 +4,7 @@
 #include "emboss/emboss_module.h"
 #include "fader/fader_module.h"
 #include "flash/flash_module.h"
+#include "irisation/irisation_module.h"
 #include "pixxicato/pixxicato_module.h"
 #include "tessivo/frame/module_codes.h"
 #include "tessivo/frame/module_factory.h"
@@ -28,6 +29,7 @@ constexpr ModuleEntry kModules[] = {
     {kEmbossCode, &Construct<EmbossModule>},
     {kFaderCode, &Construct<FaderModule>},
     {kFlashCode, &Construct<FlashModule>},
+    {kIrisationCode, &Construct<IrisationModule>},
     {kPixxicatoCode, &Construct<PixxicatoModule>},
 };
 
