@@ -4,6 +4,11 @@
 #include <cstddef>
 #include <cstring>
 
+#if defined(__x86_64__) || defined(__i386__)
+#include <immintrin.h>
+#define TESSIVO_EMBOSS_AVX2 1
+#endif
+
 namespace tessivo {
 namespace {
 
@@ -95,9 +100,92 @@ TESSIVO_EMBOSS_SPAN(StoneSpan, Family::Stone)
 TESSIVO_EMBOSS_SPAN(AlphaReliefSpan, Family::AlphaRelief)
 #undef TESSIVO_EMBOSS_SPAN
 
+#ifdef TESSIVO_EMBOSS_AVX2
+// AVX2, 32 bytes a step; returns how many bytes it wrote (a multiple of 32),
+// leaving the tail and strengths above 7 to the portable span.
+//
+// While the net divisor 2^n = 2^(shift - k) is at least 2 everything stays in
+// bytes: the rounding average of O and 255 - L is exactly 128 + floor(D / 2),
+// and since nested floor divisions compose, floor(D / 2^n) is that average
+// shifted right by n - 1 less 128 >> (n - 1), a signed byte. The relief adds
+// it with signed saturation around 128, which is the clamp to 0..255; the
+// stone needs no clamp. Larger k widens to 16-bit lanes, whose unsigned
+// saturating pack is the clamp.
+#define TESSIVO_AVX2 __attribute__((target("avx2"), always_inline)) inline
+
+TESSIVO_AVX2 __m256i Load32(const uint8_t *from) { return _mm256_loadu_si256(reinterpret_cast<const __m256i *>(from)); }
+TESSIVO_AVX2 __m256i Widen16(const uint8_t *from) {
+  return _mm256_cvtepu8_epi16(_mm_loadu_si128(reinterpret_cast<const __m128i *>(from)));
+}
+
+// base + E for sixteen bytes in 16-bit lanes.
+template <Family F>
+TESSIVO_AVX2 __m256i EmbossWords(const uint8_t *centre, const uint8_t *lit, const uint8_t *opposite, __m128i up,
+                                 __m128i down) {
+  __m256i d = _mm256_sub_epi16(Widen16(opposite), Widen16(lit));
+  if constexpr (F == Family::AlphaRelief) {
+    // Each pixel's alpha word (its fourth) to all four of its words.
+    const __m256i alphaWords =
+        _mm256_setr_epi8(6, 7, 6, 7, 6, 7, 6, 7, 14, 15, 14, 15, 14, 15, 14, 15, 6, 7, 6, 7, 6, 7, 6, 7, 14, 15, 14,
+                         15, 14, 15, 14, 15);
+    d = _mm256_shuffle_epi8(d, alphaWords);
+  }
+  const __m256i e = _mm256_sra_epi16(_mm256_sll_epi16(d, up), down);
+  return _mm256_add_epi16(F == Family::Stone ? _mm256_set1_epi16(kStoneGrey) : Widen16(centre), e);
+}
+
+template <Family F>
+__attribute__((target("avx2"))) size_t EmbossSpanAvx2(const uint8_t *centre, const uint8_t *lit,
+                                                      const uint8_t *opposite, uint8_t *out, size_t count,
+                                                      uint32_t strongness) {
+  static_assert(kAlphaByte == 3);
+  constexpr size_t kStep = 32;
+  constexpr uint32_t kShift = ScaleShift(F);
+  size_t i = 0;
+  if (strongness < kShift) {
+    const int m = static_cast<int>(kShift - strongness - 1);
+    const __m128i shiftCount = _mm_cvtsi32_si128(m);
+    const __m256i keep = _mm256_set1_epi8(static_cast<char>(0xFF >> m));
+    const __m256i bias = _mm256_set1_epi8(static_cast<char>(0x80 >> m));
+    const __m256i signBit = _mm256_set1_epi8(static_cast<char>(0x80));
+    const __m256i allOnes = _mm256_set1_epi8(-1);
+    // Each pixel's alpha byte (its fourth) to all four of its bytes.
+    const __m256i alphaBytes = _mm256_setr_epi8(3, 3, 3, 3, 7, 7, 7, 7, 11, 11, 11, 11, 15, 15, 15, 15, 3, 3, 3, 3, 7,
+                                                7, 7, 7, 11, 11, 11, 11, 15, 15, 15, 15);
+    for (; i + kStep <= count; i += kStep) {
+      const __m256i half = _mm256_avg_epu8(Load32(opposite + i), _mm256_xor_si256(Load32(lit + i), allOnes));
+      __m256i e = _mm256_sub_epi8(_mm256_and_si256(_mm256_srl_epi16(half, shiftCount), keep), bias);
+      if constexpr (F == Family::AlphaRelief) e = _mm256_shuffle_epi8(e, alphaBytes);
+      const __m256i r = F == Family::Stone
+                            ? _mm256_xor_si256(e, signBit)
+                            : _mm256_xor_si256(_mm256_adds_epi8(_mm256_xor_si256(Load32(centre + i), signBit), e),
+                                               signBit);
+      _mm256_storeu_si256(reinterpret_cast<__m256i *>(out + i), r);
+    }
+  } else if (strongness <= kMaxLaneStrongness) {
+    const __m128i up = _mm_cvtsi32_si128(static_cast<int>(strongness));
+    const __m128i down = _mm_cvtsi32_si128(static_cast<int>(kShift));
+    for (; i + kStep <= count; i += kStep) {
+      const __m256i low = EmbossWords<F>(centre + i, lit + i, opposite + i, up, down);
+      const __m256i high = EmbossWords<F>(centre + i + 16, lit + i + 16, opposite + i + 16, up, down);
+      // The pack interleaves the halves' 8-byte pieces; the permutation restores their order.
+      _mm256_storeu_si256(reinterpret_cast<__m256i *>(out + i),
+                          _mm256_permute4x64_epi64(_mm256_packus_epi16(low, high), 0xD8));
+    }
+  }
+  return i;
+}
+#undef TESSIVO_AVX2
+#endif
+
 template <Family F>
 void EmbossSpan(const uint8_t *centre, const uint8_t *lit, const uint8_t *opposite, uint8_t *out, size_t count,
                 uint32_t strongness) {
+  size_t done = 0;
+#ifdef TESSIVO_EMBOSS_AVX2
+  if (__builtin_cpu_supports("avx2")) done = EmbossSpanAvx2<F>(centre, lit, opposite, out, count, strongness);
+#endif
+  centre += done, lit += done, opposite += done, out += done, count -= done;
   if constexpr (F == Family::Relief) ReliefSpan(centre, lit, opposite, out, count, strongness);
   if constexpr (F == Family::Stone) StoneSpan(centre, lit, opposite, out, count, strongness);
   if constexpr (F == Family::AlphaRelief) AlphaReliefSpan(centre, lit, opposite, out, count, strongness);
