@@ -109,31 +109,47 @@ Span Effective(WindowSpan window, uint32_t extent) {
   return {std::min(window.before, extent - 1), std::min(window.from, extent)};
 }
 
-// Mean: running sums of one line (of bytes, or of column sums), scaled by the
-// reciprocal of the nominal area.
+// Mean along one line (of bytes, or of column sums): prefix sums, so that
+// each window's sum is one difference. Sums wrap modulo 2^32, which leaves
+// every difference exact whenever the reciprocal is nonzero (the window then
+// holds at most 2^24 pixels).
 template <uint32_t E, class T>
-void MeanLine(const T *in, uint8_t *out, uint32_t n, Span span, uint32_t reciprocal) {
-  uint32_t sum[E] = {};
-  for (size_t i = 0; i < size_t{span.hi} * E; i += E)
-    for (uint32_t c = 0; c < E; ++c) sum[c] += in[i + c];
-  for (uint32_t x = 0; x < n; ++x) {
-    for (uint32_t c = 0; c < E; ++c) out[size_t{x} * E + c] = static_cast<uint8_t>((sum[c] * reciprocal) >> 24);
-    if (x + span.hi < n) {
-      const T *entering = in + (size_t{x} + span.hi) * E;
-      for (uint32_t c = 0; c < E; ++c) sum[c] += entering[c];
+void MeanLine(const T *in, uint8_t *out, uint32_t n, Span span, uint32_t reciprocal, uint32_t *prefix) {
+  // The running totals stay in registers: the byte input may alias anything.
+  uint32_t total[E] = {};
+  for (uint32_t c = 0; c < E; ++c) prefix[c] = 0;
+  for (size_t x = 0; x < n; ++x) {
+    for (uint32_t c = 0; c < E; ++c) {
+      total[c] += in[x * E + c];
+      prefix[(x + 1) * E + c] = total[c];
     }
-    if (x >= span.lo) {
-      const T *leaving = in + (size_t{x} - span.lo) * E;
-      for (uint32_t c = 0; c < E; ++c) sum[c] -= leaving[c];
-    }
+  }
+  const auto scaled = [reciprocal](uint32_t sum) { return static_cast<uint8_t>((sum * reciprocal) >> 24); };
+  // Windows cut by the left edge, then whole windows, then those cut by the right edge.
+  const size_t lo = span.lo, hi = span.hi;
+  const size_t wholeFrom = std::min<size_t>(lo, n);
+  const size_t wholeTo = n >= hi ? std::max<size_t>(wholeFrom, n - hi + 1) : wholeFrom;
+  for (size_t x = 0; x < wholeFrom; ++x) {
+    const size_t end = std::min<size_t>(n, x + hi);
+    for (uint32_t c = 0; c < E; ++c) out[x * E + c] = scaled(prefix[end * E + c] - prefix[c]);
+  }
+  for (size_t i = wholeFrom * E; i < wholeTo * E; ++i) out[i] = scaled(prefix[i + hi * E] - prefix[i - lo * E]);
+  for (size_t x = wholeTo; x < n; ++x) {
+    const size_t begin = x >= lo ? x - lo : 0;
+    for (uint32_t c = 0; c < E; ++c) out[x * E + c] = scaled(prefix[size_t{n} * E + c] - prefix[begin * E + c]);
   }
 }
 
-void AddRow(uint32_t *sums, const uint8_t *row, size_t length) {
-  for (size_t i = 0; i < length; ++i) sums[i] += row[i];
-}
-void SubtractRow(uint32_t *sums, const uint8_t *row, size_t length) {
-  for (size_t i = 0; i < length; ++i) sums[i] -= row[i];
+// sums += entering - leaving, either row possibly absent.
+void UpdateSums(uint32_t *__restrict sums, const uint8_t *__restrict entering, const uint8_t *__restrict leaving,
+                size_t length) {
+  if (entering != nullptr && leaving != nullptr) {
+    for (size_t i = 0; i < length; ++i) sums[i] += static_cast<uint32_t>(entering[i]) - leaving[i];
+  } else if (entering != nullptr) {
+    for (size_t i = 0; i < length; ++i) sums[i] += entering[i];
+  } else if (leaving != nullptr) {
+    for (size_t i = 0; i < length; ++i) sums[i] -= leaving[i];
+  }
 }
 
 template <uint32_t E>
@@ -150,23 +166,25 @@ void MeanFilter(const PixxicatoImage &image, WindowSpan windowX, WindowSpan wind
                         (alongY ? uint64_t{windowY.before} + windowY.from : 1);
   const uint32_t reciprocal = MeanReciprocal(area);
 
+  // Rows of the scratch: the prefix sums of a line, then the column sums.
+  uint32_t *prefix = scratch.sums.data();
   if (!alongY) {
     for (uint32_t y = 0; y < height; ++y)
-      MeanLine<E>(source + sourceStride * y, destination + destinationStride * y, width, spanX, reciprocal);
+      MeanLine<E>(source + sourceStride * y, destination + destinationStride * y, width, spanX, reciprocal, prefix);
     return;
   }
-  uint32_t *sums = scratch.sums.data();
+  uint32_t *sums = prefix + rowLength + E;
   std::fill_n(sums, rowLength, 0u);
-  for (uint32_t r = 0; r < spanY.hi; ++r) AddRow(sums, source + sourceStride * r, rowLength);
+  for (uint32_t r = 0; r < spanY.hi; ++r) UpdateSums(sums, source + sourceStride * r, nullptr, rowLength);
   for (uint32_t y = 0; y < height; ++y) {
     uint8_t *out = destination + destinationStride * y;
     if (alongX) {
-      MeanLine<E>(sums, out, width, spanX, reciprocal);
+      MeanLine<E>(sums, out, width, spanX, reciprocal, prefix);
     } else {
       for (size_t i = 0; i < rowLength; ++i) out[i] = static_cast<uint8_t>((sums[i] * reciprocal) >> 24);
     }
-    if (y + spanY.hi < height) AddRow(sums, source + sourceStride * (size_t{y} + spanY.hi), rowLength);
-    if (y >= spanY.lo) SubtractRow(sums, source + sourceStride * (size_t{y} - spanY.lo), rowLength);
+    UpdateSums(sums, y + spanY.hi < height ? source + sourceStride * (size_t{y} + spanY.hi) : nullptr,
+               y >= spanY.lo ? source + sourceStride * (size_t{y} - spanY.lo) : nullptr, rowLength);
   }
 }
 
@@ -180,21 +198,38 @@ struct Smallest {
   static uint8_t apply(uint8_t a, uint8_t b) { return a < b ? a : b; }
 };
 
+// out[i] = op(a[i], b[i]); out is never a or b, so the loop vectorises.
 template <class Op>
-void CombineRows(const uint8_t *a, const uint8_t *b, uint8_t *out, size_t length) {
+void CombineRows(const uint8_t *__restrict a, const uint8_t *__restrict b, uint8_t *__restrict out, size_t length) {
   for (size_t i = 0; i < length; ++i) out[i] = Op::apply(a[i], b[i]);
 }
+// into[i] = op(into[i], row[i]).
+template <class Op>
+void CombineInto(uint8_t *__restrict into, const uint8_t *__restrict row, size_t length) {
+  for (size_t i = 0; i < length; ++i) into[i] = Op::apply(into[i], row[i]);
+}
 
-// Up to this many pixels a window is combined directly; wider windows take
-// the block method below, a fixed three steps a pixel.
+// Up to this many pixels a window along a row is combined directly; up to
+// kDoublingWindow by doubling (windows of 2, 4, 8, ... pixels, each from two
+// of the previous, so log2 of the width whole-row steps); wider ones take the
+// block method, a fixed three steps a pixel.
 constexpr uint32_t kDirectWindow = 4;
+constexpr uint32_t kDoublingWindow = 64;
 
-// One line of n pixels into out (not in place). The block method: the line,
-// padded with lo neutral pixels ahead and hi - 1 behind, is cut into blocks of
-// k = lo + hi pixels; every window is then the end of one block (a suffix,
-// `after`) joined with the start of the next (a prefix, running forward).
+// The line padded with lo neutral pixels ahead and hi - 1 behind, so that the
+// window of x is padded pixels x to x + k - 1 whatever the edges.
 template <uint32_t E, class Op>
-void ExtremeLine(const uint8_t *in, uint8_t *out, uint32_t n, Span span, uint8_t *work) {
+size_t PadLine(const uint8_t *in, uint32_t n, Span span, uint8_t *line) {
+  const size_t padded = size_t{n} + span.size() - 1;
+  std::fill_n(line, size_t{span.lo} * E, Op::kStart);
+  std::memcpy(line + size_t{span.lo} * E, in, size_t{n} * E);
+  std::fill(line + (size_t{span.lo} + n) * E, line + padded * E, Op::kStart);
+  return padded;
+}
+
+// One line of n pixels into out (not in place).
+template <uint32_t E, class Op>
+void ExtremeLine(const uint8_t *__restrict in, uint8_t *__restrict out, uint32_t n, Span span, uint8_t *work) {
   const size_t length = size_t{n} * E;
   const uint32_t k = span.size();
   if (k <= kDirectWindow) {
@@ -205,33 +240,40 @@ void ExtremeLine(const uint8_t *in, uint8_t *out, uint32_t n, Span span, uint8_t
       for (size_t i = d * E; i < length; ++i) out[i] = Op::apply(out[i], in[i - d * E]);
     return;
   }
-  const size_t padded = size_t{n} + k - 1;
   uint8_t *line = work;
+  const size_t padded = PadLine<E, Op>(in, n, span, line);
+  if (k <= kDoublingWindow) {
+    // level[j] covers padded pixels j to j + width - 1.
+    uint8_t *level = line, *next = work + padded * E;
+    size_t width = 1;
+    for (; width * 2 <= k; width *= 2) {
+      CombineRows<Op>(level, level + width * E, next, (padded - 2 * width + 1) * E);
+      std::swap(level, next);
+    }
+    // Two windows of that width overlapping to cover k pixels.
+    CombineRows<Op>(level, level + (k - width) * E, out, length);
+    return;
+  }
+  // The block method: the padded line cut into blocks of k pixels; each
+  // window is the end of one block (a suffix, `after`) joined with the start
+  // of the next (a prefix, running forward).
   uint8_t *after = work + padded * E;
-  std::fill_n(line, size_t{span.lo} * E, Op::kStart);
-  std::memcpy(line + size_t{span.lo} * E, in, length);
-  std::fill(line + size_t{span.lo} * E + length, line + padded * E, Op::kStart);
-  // Suffixes, backward; a block's last pixel (or the line's) starts its own.
-  size_t inBlock = (padded - 1) % k;
-  for (size_t j = padded; j-- > 0;) {
-    for (uint32_t c = 0; c < E; ++c) {
-      after[j * E + c] = inBlock == k - 1 || j == padded - 1 ? line[j * E + c]
-                                                             : Op::apply(line[j * E + c], after[(j + 1) * E + c]);
-    }
-    inBlock = inBlock == 0 ? k - 1 : inBlock - 1;
+  for (size_t blockEnd = padded; blockEnd > 0;) {
+    const size_t blockStart = (blockEnd - 1) / k * k;
+    std::memcpy(after + (blockEnd - 1) * E, line + (blockEnd - 1) * E, E);
+    for (size_t j = blockEnd - 1; j-- > blockStart;)
+      for (uint32_t c = 0; c < E; ++c) after[j * E + c] = Op::apply(line[j * E + c], after[(j + 1) * E + c]);
+    blockEnd = blockStart;
   }
-  // Prefixes, forward; the window of x ends at x + k - 1.
-  uint8_t before[E];
-  inBlock = 0;
-  for (size_t j = 0; j < padded; ++j) {
-    for (uint32_t c = 0; c < E; ++c)
-      before[c] = inBlock == 0 ? line[j * E + c] : Op::apply(before[c], line[j * E + c]);
-    inBlock = inBlock == k - 1 ? 0 : inBlock + 1;
-    if (j + 1 >= k) {
-      const size_t x = j + 1 - k;
-      for (uint32_t c = 0; c < E; ++c) out[x * E + c] = Op::apply(after[x * E + c], before[c]);
-    }
+  uint8_t *before = after + padded * E;  // prefixes, for the windows that end in each block
+  for (size_t blockStart = 0; blockStart < padded; blockStart += k) {
+    const size_t blockEnd = std::min<size_t>(padded, blockStart + k);
+    std::memcpy(before + blockStart * E, line + blockStart * E, E);
+    for (size_t j = blockStart + 1; j < blockEnd; ++j)
+      for (uint32_t c = 0; c < E; ++c) before[j * E + c] = Op::apply(before[(j - 1) * E + c], line[j * E + c]);
   }
+  // The window of x ends at x + k - 1.
+  CombineRows<Op>(after, before + (size_t{k} - 1) * E, out, length);
 }
 
 // The frame, column windows first (whole rows at a time), then, when X is
@@ -273,8 +315,8 @@ void ExtremeFilter(const PixxicatoImage &image, WindowSpan windowX, WindowSpan w
     for (uint32_t y = 0; y < height; ++y) {
       uint8_t *out = target(y);
       std::memcpy(out, sourceRow(y), rowLength);
-      for (uint32_t r = y > spanY.lo ? y - spanY.lo : 0; r < y; ++r) CombineRows<Op>(out, sourceRow(r), out, rowLength);
-      for (uint32_t r = y + 1; r < height && r < y + spanY.hi; ++r) CombineRows<Op>(out, sourceRow(r), out, rowLength);
+      for (uint32_t r = y > spanY.lo ? y - spanY.lo : 0; r < y; ++r) CombineInto<Op>(out, sourceRow(r), rowLength);
+      for (uint32_t r = y + 1; r < height && r < y + spanY.hi; ++r) CombineInto<Op>(out, sourceRow(r), rowLength);
       finish(y);
     }
     return;
@@ -293,7 +335,11 @@ void ExtremeFilter(const PixxicatoImage &image, WindowSpan windowX, WindowSpan w
       const uint8_t *row = padRow(base + t);
       if (row != nullptr) {
         uint8_t *into = t < outputs ? suffixes + size_t{t} * rowLength : pastImage;
-        CombineRows<Op>(running, row, into, rowLength);
+        if (running == into) {
+          CombineInto<Op>(into, row, rowLength);
+        } else {
+          CombineRows<Op>(running, row, into, rowLength);
+        }
         running = into;
       }
       if (t < outputs) suffix[t] = running;
@@ -304,7 +350,11 @@ void ExtremeFilter(const PixxicatoImage &image, WindowSpan windowX, WindowSpan w
     for (uint32_t t = 1; t < outputs; ++t) {
       const uint8_t *row = padRow(base + k + t - 1);
       if (row != nullptr) {
-        CombineRows<Op>(running, row, prefix, rowLength);
+        if (running == prefix) {
+          CombineInto<Op>(prefix, row, rowLength);
+        } else {
+          CombineRows<Op>(running, row, prefix, rowLength);
+        }
         running = prefix;
       }
       const uint32_t y = static_cast<uint32_t>(base + t);
@@ -319,11 +369,12 @@ bool Prepare(PixxicatoScratch &scratch, uint32_t mode, size_t rowLength, uint32_
              uint32_t width, Span spanX, Span spanY, bool alongX, bool alongY) {
   try {
     if (mode == kPixxicatoMean) {
-      if (alongY && scratch.sums.size() < rowLength) scratch.sums.resize(rowLength);
+      const size_t sums = 2 * (rowLength + pixelBytes);
+      if (scratch.sums.size() < sums) scratch.sums.resize(sums);
       return true;
     }
     if (alongX) {
-      const size_t lineLength = 2 * (size_t{width} + spanX.size()) * pixelBytes;
+      const size_t lineLength = 3 * (size_t{width} + spanX.size()) * pixelBytes;  // padded line and two more
       if (scratch.line.size() < lineLength) scratch.line.resize(lineLength);
     }
     if (alongY) {
@@ -339,7 +390,8 @@ bool Prepare(PixxicatoScratch &scratch, uint32_t mode, size_t rowLength, uint32_
 }
 
 template <uint32_t E>
-bool Filter(const PixxicatoImage &image, uint32_t mode, float factorX, float factorY, PixxicatoScratch &scratch) {
+inline bool Filter(const PixxicatoImage &image, uint32_t mode, float factorX, float factorY,
+                   PixxicatoScratch &scratch) {
   const bool alongX = factorX != 0.0f;
   const bool alongY = !alongX || factorY != 0.0f;
   const WindowSpan windowX = WindowSize(factorX), windowY = WindowSize(factorY);
@@ -355,6 +407,19 @@ bool Filter(const PixxicatoImage &image, uint32_t mode, float factorX, float fac
     ExtremeFilter<E, Smallest>(image, windowX, windowY, alongX, alongY, scratch);
   }
   return true;
+}
+
+// The window modes with everything they call inlined, once for AVX2 and once
+// for any x86-64 (the clone is chosen when the bundle loads).
+__attribute__((target_clones("avx2", "default"), flatten)) bool FilterPlanar8(const PixxicatoImage &image,
+                                                                              uint32_t mode, float x, float y,
+                                                                              PixxicatoScratch &scratch) {
+  return Filter<1>(image, mode, x, y, scratch);
+}
+__attribute__((target_clones("avx2", "default"), flatten)) bool FilterArgb(const PixxicatoImage &image, uint32_t mode,
+                                                                           float x, float y,
+                                                                           PixxicatoScratch &scratch) {
+  return Filter<4>(image, mode, x, y, scratch);
 }
 
 }  // namespace
@@ -389,7 +454,7 @@ bool Pixxicate(const PixxicatoImage &image, uint32_t mode, float x, float y, Pix
     argb ? Pixelate<uint32_t>(image, center, x, y) : Pixelate<uint8_t>(image, center, x, y);
     return true;
   }
-  return argb ? Filter<4>(image, mode, x, y, scratch) : Filter<1>(image, mode, x, y, scratch);
+  return argb ? FilterArgb(image, mode, x, y, scratch) : FilterPlanar8(image, mode, x, y, scratch);
 }
 
 }  // namespace tessivo

@@ -46,15 +46,16 @@ TEST_P(PixxicatoMatchesDefinition, OnRandomFrames) {
 INSTANTIATE_TEST_SUITE_P(ModesAndFormats, PixxicatoMatchesDefinition,
                          testing::Combine(testing::Values(0u, 2u), testing::Values(0u, 1u, 2u, 3u, 4u)));
 
-// Windows wider than the direct limit on a frame long enough for many blocks,
-// along each axis and both, with every window width from 1 to 19.
+// Windows of every width from 1 to 19, and some far wider, along each axis and
+// both, on frames long enough for many windows.
 TEST(PixxicatoKernel, LongLinesMatchDefinitionForEveryWindowWidth) {
   PixxicatoScratch scratch;
   for (const uint32_t format : {0u, 2u}) {
     for (const uint32_t mode : {2u, 3u, 4u}) {
-      for (uint32_t n = 0; n <= 18; ++n) {
-        const float factor = static_cast<float>(n) / 16.0f + 0.01f;
-        for (const auto &[w, h, fx, fy] : {std::tuple{61u, 3u, factor, 0.0f}, std::tuple{3u, 58u, 0.0f, factor},
+      for (uint32_t n = 0; n <= 20; ++n) {
+        // Windows 1 to 19 pixels wide, then 65 and 81.
+        const float factor = n <= 18 ? static_cast<float>(n) / 16.0f + 0.01f : static_cast<float>(n - 15) + 0.01f;
+        for (const auto &[w, h, fx, fy] : {std::tuple{n > 18 ? 230u : 61u, 3u, factor, 0.0f}, std::tuple{3u, 58u, 0.0f, factor},
                                            std::tuple{29u, 31u, factor, 1.0f - factor}}) {
           const Frame source(w, h, format, 7, n + 100), before(w, h, format, 5, n + 200);
           Frame after = before;
@@ -105,6 +106,15 @@ TEST(PixxicatoKernel, HandWorkedFrames) {
   ASSERT_TRUE(Pixxicate(Describe(flat, out, 0), kPixxicatoMean, 1.0f, 1.0f, scratch));
   EXPECT_EQ(std::tuple(out.pixel(20, 20), out.pixel(0, 0), out.pixel(39, 39), out.pixel(8, 0)),
             std::tuple(199u, 56u, 56u, 105u));
+  // Maximum starts from 0 and Minimum from 255: windows past the border of a
+  // black or white frame stay black or white.
+  for (const auto &[mode, level] : {std::pair{kPixxicatoMaximum, 0}, std::pair{kPixxicatoMinimum, 255}}) {
+    for (const float factor : {0.1f, 1.0f, 3.0f}) {
+      std::fill(flat.bytes.begin(), flat.bytes.end(), level);
+      ASSERT_TRUE(Pixxicate(Describe(flat, out, 0), mode, factor, factor, scratch));
+      EXPECT_EQ(std::count(out.bytes.begin(), out.bytes.end(), level), 1600) << mode << " " << factor;
+    }
+  }
   // The minimum takes each channel from wherever it is smallest.
   Frame argb(5, 1, 2, 0, 3), argbOut(5, 1, 2, 0, 4);
   const uint32_t row[] = {0xFF102030u, 0x00FFFFFFu, 0xFF405060u, 0xFF050505u, 0xFFFFFFFFu};
