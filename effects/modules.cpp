@@ -5,6 +5,7 @@
 #include "fader/fader_module.h"
 #include "flash/flash_module.h"
 #include "irisation/irisation_module.h"
+#include "kagami/kagami_module.h"
 #include "pixxicato/pixxicato_module.h"
 #include "tessivo/frame/module_codes.h"
 #include "tessivo/frame/module_factory.h"
@@ -30,6 +31,7 @@ constexpr ModuleEntry kModules[] = {
     {kFaderCode, &Construct<FaderModule>},
     {kFlashCode, &Construct<FlashModule>},
     {kIrisationCode, &Construct<IrisationModule>},
+    {kKagamiCode, &Construct<KagamiModule>},
     {kPixxicatoCode, &Construct<PixxicatoModule>},
 };
 
