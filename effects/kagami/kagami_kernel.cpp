@@ -112,9 +112,9 @@ void MirrorPixels(const MirrorImage &image, float turn, const Polar *table) {
   const uint32_t h = image.height;
   const float sx = 1.0f / static_cast<float>(w);
   const float sy = 1.0f / static_cast<float>(h);
-  const Rows<const Pixel> source(const_cast<void *>(image.source), image.sourceRowBytes,
-                                 std::min(w, image.sourceWidth), std::min(h, image.sourceHeight));
-  const Rows<Pixel> destination(image.destination, image.destinationRowBytes, w, h);
+  const Rows<const Pixel> source(const_cast<void *>(image.source), image.sourceRowBytes, w,
+                                 std::min(h, image.sourceRows));
+  const Rows<Pixel> destination(image.destination, image.destinationRowBytes, w, std::min(h, image.destinationRows));
   for (uint32_t y = 0; y < destination.height; ++y) {
     Pixel *out = destination.row(y);
     const Polar *polarRow = table != nullptr ? table + size_t{w} * y : nullptr;

@@ -24,17 +24,18 @@ inline constexpr float kTwoPi = 6.2831854820251465f;
 // The turn for a strength: (strength - 2) * 2pi in double, rounded to float.
 float MirrorTurn(float strength);
 
-// The two images. The mapping uses the destination's width and height for
-// both; pixels are ARGB words in any format but 0, bytes in format 0.
-// Only pixels inside both buffers (their sizes and row bytes) are read or
-// written: a source position outside the source gives 0.
+// The two images: each buffer's row bytes and number of rows, and the
+// output's width and height, which the mapping uses for both. Pixels are
+// ARGB words in any format but 0, bytes in format 0. Only pixels inside both
+// buffers are read or written: rows end at their row bytes, and a source
+// position past the source's rows or row bytes gives 0.
 struct MirrorImage {
   const void *source;
   uint32_t sourceRowBytes;
-  uint32_t sourceWidth;
-  uint32_t sourceHeight;
+  uint32_t sourceRows;
   void *destination;
   uint32_t destinationRowBytes;
+  uint32_t destinationRows;
   uint32_t width;
   uint32_t height;
   uint32_t pixelFormat;

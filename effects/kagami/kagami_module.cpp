@@ -11,10 +11,11 @@ constexpr uint32_t kImagePort = 0;
 constexpr uint32_t kStrengthPort = 2;
 constexpr float kUnconnectedStrength = 0.5f;
 
-MirrorImage MirrorRegion(const ImageDescriptor &source, const ImageDescriptor &destination) {
-  return {source.baseAddress,      source.rowBytes,         source.width,      source.height,
-          destination.baseAddress, destination.rowBytes,    destination.width, destination.height,
-          destination.pixelFormat};
+// The output's size and format over the two buffers.
+MirrorImage MirrorRegion(const ImageDescriptor &output, const ImageDescriptor &source,
+                         const ImageDescriptor &destination) {
+  return {source.baseAddress, source.rowBytes, source.height, destination.baseAddress, destination.rowBytes,
+          destination.height, output.width, output.height, output.pixelFormat};
 }
 
 }  // namespace
@@ -44,7 +45,11 @@ uint32_t KagamiModule::requestInputs(HostCall *call, void *target) {
 }
 
 uint32_t KagamiModule::cancelInputs(HostCall *call, void *target) {
-  CancelPorts(call, EventValue(target), {kImagePort, kStrengthPort});
+  ValueRecord *request = EventValue(target);
+  if (request == nullptr) {
+    return 0;
+  }
+  CancelPorts(call, request, {kImagePort, kStrengthPort});
   return 1;
 }
 
@@ -79,7 +84,7 @@ uint32_t KagamiModule::render(HostCall *call, void *target) {
   if (source == nullptr) {
     return 0;
   }
-  mirror_.run(MirrorRegion(*source, *destination), amount);
+  mirror_.run(MirrorRegion(*outputDesc, *source, *destination), amount);
   return 1;
 }
 

@@ -13,16 +13,16 @@ uint32_t RunKagamiPanel(void *settings, const PanelTable *table) {
   if (!panel) {
     return 0;
   }
+  // Every control is asked for, even after one fails, before the panel gives up.
   panel.addStaticText("Mode :", 20, 20, 60, 20);
   PanelControl *mode = panel.addPopup(100, 19, 120, 20, {{"Always", 0}, {"Realistic", 1}}, kagamiSettings.mode);
-  PanelControl *direction = nullptr;
-  if (mode != nullptr) {
-    panel.addStaticText("Direction :", 20, 50, 70, 20);
-    // The last entry carries the host's extra item flag.
-    direction = panel.addPopup(100, 49, 120, 20, {{"X", 0}, {"Y", 1}, {"X and Y", 2, 1}}, kagamiSettings.direction);
-  }
-  const bool complete = direction != nullptr && panel.addButton("OK", 120, 90, 60, 20, kPanelItemOK) &&
-                        panel.addButton("Cancel", 40, 90, 60, 20, kPanelItemCancel);
+  panel.addStaticText("Direction :", 20, 50, 70, 20);
+  // The last entry carries the host's extra item flag.
+  PanelControl *direction =
+      panel.addPopup(100, 49, 120, 20, {{"X", 0}, {"Y", 1}, {"X and Y", 2, 1}}, kagamiSettings.direction);
+  const bool ok = panel.addButton("OK", 120, 90, 60, 20, kPanelItemOK);
+  const bool cancel = panel.addButton("Cancel", 40, 90, 60, 20, kPanelItemCancel);
+  const bool complete = mode != nullptr && direction != nullptr && ok && cancel;
   if (!complete || !panel.run()) {
     return 0;  // the panel closes itself
   }

@@ -1,7 +1,7 @@
 // The mirror on small images of any format, size, padding and strength, with
-// a source that may be smaller than the output: every destination pixel must
-// be the definition's sample (0 outside the source) and the padding
-// untouched. One kernel serves every input, so its kept tables are reused
+// source and destination buffers that may hold fewer rows or shorter rows than
+// the output's size: every pixel in the destination must be the definition's
+// sample (0 outside the source buffer) and everything else untouched. One kernel serves every input, so its kept tables are reused
 // across sizes as they are across a host's frames.
 #include <algorithm>
 #include <cstdint>
@@ -38,33 +38,34 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
   static tessivo::MirrorKernel kernel;
   FuzzInput in(data, size);
   const uint32_t width = in.byte() % 48, height = in.byte() % 48, format = in.pixelFormat();
-  const uint32_t sourceWidth = in.byte() % 2 ? width : in.byte() % 48;
-  const uint32_t sourceHeight = in.byte() % 2 ? height : in.byte() % 48;
   const float strength = Strength(in);
   const uint32_t pixelBytes = format == 0 ? 1 : 4;
-  const uint32_t sourceRowBytes = sourceWidth * pixelBytes + in.byte() % 9;
-  const uint32_t destinationRowBytes = width * pixelBytes + in.byte() % 9;
+  // Mostly buffers that fit the size; sometimes fewer rows, or rows of any length.
+  const auto rows = [&] { return in.byte() % 4 ? height : in.byte() % 48; };
+  const auto rowBytes = [&] { return in.byte() % 4 ? width * pixelBytes + in.byte() % 9 : in.byte() % 200u; };
+  const uint32_t sourceRows = rows(), sourceRowBytes = rowBytes();
+  const uint32_t destinationRows = rows(), destinationRowBytes = rowBytes();
   // Never empty: a source of no rows still has an address (a null one writes nothing).
-  std::vector<uint8_t> source(std::max<size_t>(size_t{sourceRowBytes} * sourceHeight, 1));
+  std::vector<uint8_t> source(std::max<size_t>(size_t{sourceRowBytes} * sourceRows, 1));
   const uint8_t seed = in.byte();
   for (size_t i = 0; i < source.size(); ++i) source[i] = in.empty() ? static_cast<uint8_t>(i * 167 + seed) : in.byte();
-  std::vector<uint8_t> destination(size_t{destinationRowBytes} * height);
+  std::vector<uint8_t> destination(size_t{destinationRowBytes} * destinationRows);
   for (size_t i = 0; i < destination.size(); ++i) destination[i] = static_cast<uint8_t>(i * 89 + 0x5A);
   std::vector<uint8_t> expected = destination;
 
-  kernel.run({source.data(), sourceRowBytes, sourceWidth, sourceHeight, destination.data(), destinationRowBytes, width,
-              height, format},
+  kernel.run({source.data(), sourceRowBytes, sourceRows, destination.data(), destinationRowBytes, destinationRows,
+              width, height, format},
              strength);
 
   // Rows step by row bytes (bytes) or whole pixels (words).
   const size_t sourceStride = pixelBytes == 4 ? sourceRowBytes & ~3u : sourceRowBytes;
   const size_t destinationStride = pixelBytes == 4 ? destinationRowBytes & ~3u : destinationRowBytes;
   const tessivo::test::DirectMirror direct{width, height, strength};
-  for (uint32_t y = 0; y < height; ++y) {
-    for (uint32_t x = 0; x < width; ++x) {
+  for (uint32_t y = 0; y < std::min(height, destinationRows); ++y) {
+    for (uint32_t x = 0; x < std::min<size_t>(width, destinationRowBytes / pixelBytes); ++x) {
       const tessivo::test::DirectSample s = direct.at(x, y);
       uint8_t *to = &expected[y * destinationStride + size_t{x} * pixelBytes];
-      if (s.inside && s.column < sourceWidth && s.row < sourceHeight)
+      if (s.inside && s.column < sourceRowBytes / pixelBytes && s.row < sourceRows)
         std::memcpy(to, &source[s.row * sourceStride + size_t{s.column} * pixelBytes], pixelBytes);
       else
         std::memset(to, 0, pixelBytes);

@@ -6,6 +6,7 @@
 #include <cstring>
 #include <limits>
 #include <random>
+#include <tuple>
 #include <vector>
 
 #include "kagami_definition.h"
@@ -43,8 +44,8 @@ struct Frame {
 uint32_t FormatOf(const Frame &frame) { return frame.pixelBytes == 4 ? 2u : 0u; }
 
 MirrorImage Describe(const Frame &source, Frame &destination) {
-  return {source.bytes.data(), source.rowBytes, source.width, source.height, destination.bytes.data(),
-          destination.rowBytes, destination.width, destination.height, FormatOf(destination)};
+  return {source.bytes.data(), source.rowBytes,   source.height,     destination.bytes.data(), destination.rowBytes,
+          destination.height,  destination.width, destination.height, FormatOf(destination)};
 }
 
 // Every pixel is the definition's, and nothing beyond the pixels changed.
@@ -92,6 +93,14 @@ TEST(MirrorKernel, MatchesTheDefinitionOnRandomFrames) {
   for (const uint32_t side : {64u, 256u, 640u}) {
     const Frame source(side, side / 2 + 3, 4, 8, side);
     ExpectDefinition(kernel, source, side, side / 2 + 3, 4, 8, 0.3f);
+  }
+  // Frames where a radius rounded any other way (the sum in double, or fused)
+  // moves one pixel.
+  for (const auto &[w, h, strength] : {std::tuple{156u, 79u, 0.37f}, std::tuple{105u, 53u, 0.5f}}) {
+    for (const uint32_t pixelBytes : {1u, 4u}) {
+      const Frame source(w, h, pixelBytes, 4, w);
+      ExpectDefinition(kernel, source, w, h, pixelBytes, 4, strength);
+    }
   }
 }
 
@@ -164,9 +173,10 @@ TEST(MirrorKernel, CentrePixelSamplesTheCentreOrANeighbour) {
   EXPECT_TRUE(s.inside && s.column == 4 && s.row == 2);
 }
 
-// A source smaller than the output, or row bytes too short for the width:
-// positions outside the source are 0 and nothing outside either buffer is
-// touched (the sanitizers watch the reads). Empty sizes write nothing.
+// A source smaller than the output, row bytes too short for the width, fewer
+// rows than the height: positions outside the source are 0 and nothing
+// outside either buffer is touched (the sanitizers watch the reads). Empty
+// sizes write nothing.
 TEST(MirrorKernel, StaysInsideBothBuffers) {
   MirrorKernel kernel;
   for (const uint32_t pixelBytes : {1u, 4u}) {
@@ -196,10 +206,18 @@ TEST(MirrorKernel, StaysInsideBothBuffers) {
 
     Frame blank = before;  // a source of no columns: every sample lies outside it
     image = Describe(small, blank);
-    image.sourceWidth = 0;
+    image.sourceRowBytes = 0;
     kernel.run(image, 0.6f);
     for (uint32_t y = 0; y < 12; ++y)
       for (uint32_t x = 0; x < 20; ++x) ASSERT_EQ(blank.pixel(x, y), 0u) << x << "," << y;
+
+    Frame shortRows = before;  // the destination holds 4 of the 12 rows
+    image = Describe(before, shortRows);
+    image.destinationRows = 4;
+    kernel.run(image, 0.6f);
+    const size_t fourRows = size_t{4} * before.rowBytes;
+    EXPECT_TRUE(std::equal(shortRows.bytes.begin() + fourRows, shortRows.bytes.end(), before.bytes.begin() + fourRows));
+    EXPECT_EQ(shortRows.pixel(3, 3), direct.at(3, 3).inside ? 0u + before.pixel(direct.at(3, 3).column, direct.at(3, 3).row) : 0u);
 
     Frame untouched = before;
     for (const auto &[w, h] : {std::pair{0u, 12u}, std::pair{20u, 0u}}) {

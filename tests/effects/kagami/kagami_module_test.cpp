@@ -118,7 +118,7 @@ TEST_F(KagamiModuleTest, CopiesWithTheInputsDescriptorWhenDisabledOrNotPositive)
   for (const float strength : {0.0f, -0.0f, -0.25f, -INFINITY, NAN}) {
     host.deliverControl(2, strength);
     ASSERT_EQ(render(output), 1u);
-    EXPECT_EQ(host.log.functions(), (Strings{"ReadInput", "ReadInput", "CopyImage"})) << strength;
+    ASSERT_EQ(host.log.functions(), (Strings{"ReadInput", "ReadInput", "CopyImage"})) << strength;
     EXPECT_EQ(host.log.named("CopyImage")[0].args,
               (Args{Ptr(input.handle()), Ptr(&input.descriptor()), Ptr(output.handle()), Ptr(request.destination)}));
     EXPECT_EQ(output.pixel(22, 16), input.pixel(22, 16));
@@ -162,6 +162,10 @@ TEST_F(KagamiModuleTest, RequestsImageAndStrengthAndCancelsBoth) {
   ASSERT_EQ(cancels.size(), 2u);
   EXPECT_EQ((std::vector{cancels[0].args, cancels[1].args}),
             (std::vector{Args{0, 0, Ptr(&request)}, Args{2, 0, Ptr(&request)}}));
+  host.log.clear();
+  HostEvent empty = FakeHost::event(nullptr);
+  EXPECT_EQ(host.send(kOutputRequested, &empty) + host.send(kRequestCancelled, &empty), 0u);
+  EXPECT_TRUE(host.log.named("RequestInput").empty() && host.log.named("CancelInput").empty());
 }
 
 // Mode and direction persist as 64-bit integers whose low words are kept as
@@ -228,11 +232,13 @@ TEST_F(KagamiModuleTest, PanelShowsBothPopupsAndStoresThemOnOK) {
 TEST_F(KagamiModuleTest, PanelCancelOrAFailedControlKeepsTheSettings) {
   host.panel.set("Mode", "Realistic").cancel();
   EXPECT_TRUE(runPanel(host.panel.table()) == 0u && host.panel.model().closeCalls == 1u);
-  // Fail each popup and button in turn: never shown, always closed.
+  // Fail each popup and button in turn: the other controls are still built,
+  // then the panel closes unshown.
   for (const size_t failing : {1u, 3u, 4u, 5u}) {
     host.panel.failControlCreation(failing);
     EXPECT_EQ(runPanel(host.panel.table()), 0u) << failing;
-    EXPECT_TRUE(!host.panel.model().shown && host.panel.model().closeCalls == 1u) << failing;
+    const host::PanelModel &panel = host.panel.model();
+    EXPECT_TRUE(panel.controls.size() == 5u && !panel.shown && panel.closeCalls == 1u) << failing;
   }
   host.panel.failDialogCreation();
   EXPECT_EQ(runPanel(host.panel.table()), 0u);
