@@ -68,5 +68,6 @@ void addInfoCommand(CLI::App& app, GlobalOptions& options);
 void addApplyCommand(CLI::App& app, GlobalOptions& options);
 void addPanelCommand(CLI::App& app, GlobalOptions& options);
 void addDemoCommand(CLI::App& app, GlobalOptions& options);
+void addRenderCommand(CLI::App& app, GlobalOptions& options);
 
 }  // namespace tessivo::cli

@@ -22,6 +22,7 @@ int main(int argc, char** argv) {
   addListCommand(app, options);
   addInfoCommand(app, options);
   addApplyCommand(app, options);
+  addRenderCommand(app, options);
   addPanelCommand(app, options);
   addDemoCommand(app, options);
 

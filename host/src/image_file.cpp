@@ -14,6 +14,7 @@
 
 #include "atomic_file.h"
 #include "tessivo/host/error.h"
+#include "tessivo/host/image_ops.h"
 #include "tessivo/host/image.h"
 
 namespace tessivo::host {
@@ -40,24 +41,18 @@ struct ReadState {
   int channels = 0;
 };
 
-// Reads the header and sets the transforms that give 8-bit RGBA or grey rows.
-bool readHeader(ReadState &state, std::FILE *file, PngTarget target) {
+// Reads the header and sets the transforms that give 8-bit RGBA rows.
+bool readHeader(ReadState &state, std::FILE *file) {
   if (setjmp(png_jmpbuf(state.png))) return false;
   png_init_io(state.png, file);
   png_set_user_limits(state.png, kMaxPngSide, kMaxPngSide);
   png_read_info(state.png, state.info);
   state.width = png_get_image_width(state.png, state.info);
   state.height = png_get_image_height(state.png, state.info);
-  const int colourType = png_get_color_type(state.png, state.info);
   png_set_expand(state.png);
   png_set_strip_16(state.png);
-  if (target == PngTarget::Argb) {
-    png_set_gray_to_rgb(state.png);
-    png_set_add_alpha(state.png, 0xFF, PNG_FILLER_AFTER);
-  } else {
-    if (colourType & PNG_COLOR_MASK_COLOR) png_set_rgb_to_gray_fixed(state.png, 1, -1, -1);
-    png_set_strip_alpha(state.png);
-  }
+  png_set_gray_to_rgb(state.png);
+  png_set_add_alpha(state.png, 0xFF, PNG_FILLER_AFTER);
   png_set_interlace_handling(state.png);
   png_read_update_info(state.png, state.info);
   state.channels = png_get_channels(state.png, state.info);
@@ -122,6 +117,9 @@ using FileHandle = std::unique_ptr<std::FILE, decltype(&std::fclose)>;
 }  // namespace
 
 Image readPng(const std::filesystem::path &path, PngTarget target) {
+  // Grey comes from the pixels alone, by the host's one luma formula, never
+  // from the file's colour metadata, so every input reaches grey the same way.
+  if (target == PngTarget::Grey) return convert(readPng(path, PngTarget::Argb), kGrey8);
   const std::string name = path.string();
   FileHandle file(std::fopen(name.c_str(), "rb"), &std::fclose);
   if (!file) throw HostError(name + ": cannot open: " + std::strerror(errno));
@@ -140,31 +138,29 @@ Image readPng(const std::filesystem::path &path, PngTarget target) {
   if (state.info == nullptr) throw HostError(name + ": out of memory");
   png_set_sig_bytes(state.png, sizeof signature);
 
-  if (!readHeader(state, file.get(), target))
+  if (!readHeader(state, file.get()))
     throw HostError(name + ": corrupt PNG header (" + state.problem.message + ")");
   if (state.width == 0 || state.height == 0 || state.width > kMaxPngSide || state.height > kMaxPngSide ||
       std::uint64_t{state.width} * state.height > kMaxPngPixels)
     throw HostError(name + ": image size " + std::to_string(state.width) + "x" + std::to_string(state.height) +
                     " is not accepted");
-  const int expectedChannels = target == PngTarget::Argb ? 4 : 1;
-  if (state.channels != expectedChannels) throw HostError(name + ": unsupported PNG layout");
+  if (state.channels != 4) throw HostError(name + ": unsupported PNG layout");
 
-  Image image(state.width, state.height, target == PngTarget::Argb ? kARGB32 : kGrey8);
+  Image image(state.width, state.height, kARGB32);
   std::vector<png_bytep> rows(state.height);
   for (std::uint32_t y = 0; y < state.height; ++y) rows[y] = image.mutableRow(y);
   if (!readRows(state, rows.data()))
     throw HostError(name + ": truncated or corrupt PNG data (" + state.problem.message + ")");
 
-  if (target == PngTarget::Argb)
-    for (std::uint32_t y = 0; y < state.height; ++y) {
-      unsigned char *row = rows[y];
-      for (std::uint32_t x = 0; x < state.width; ++x) {
-        unsigned char *pixel = row + 4 * std::size_t{x};
-        const std::uint32_t word = std::uint32_t{pixel[3]} << 24 | std::uint32_t{pixel[0]} << 16 |
-                                   std::uint32_t{pixel[1]} << 8 | pixel[2];
-        std::memcpy(pixel, &word, 4);
-      }
+  for (std::uint32_t y = 0; y < state.height; ++y) {
+    unsigned char *row = rows[y];
+    for (std::uint32_t x = 0; x < state.width; ++x) {
+      unsigned char *pixel = row + 4 * std::size_t{x};
+      const std::uint32_t word = std::uint32_t{pixel[3]} << 24 | std::uint32_t{pixel[0]} << 16 |
+                                 std::uint32_t{pixel[1]} << 8 | pixel[2];
+      std::memcpy(pixel, &word, 4);
     }
+  }
   image.touch();
   return image;
 }

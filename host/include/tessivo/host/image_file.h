@@ -10,7 +10,7 @@ class Image;
 
 enum class PngTarget {
   Argb,  // pixel format 2, 0xAARRGGBB words
-  Grey,  // pixel format 0, one byte a pixel (colour converted to luma)
+  Grey,  // pixel format 0, one byte a pixel (luma (77 R + 150 G + 29 B + 128) >> 8 of the pixels alone)
 };
 
 // Largest accepted side and pixel count.

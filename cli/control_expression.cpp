@@ -1,0 +1,65 @@
+#include "control_expression.h"
+
+#include "cli_common.h"
+
+#include <fmt/format.h>
+#include <muParser.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+
+namespace tessivo::cli {
+namespace {
+
+// 0 before start, rising linearly to 1 at end, 1 after.
+double ramp(double t, double start, double end) {
+  if (!(end > start)) return t >= start ? 1.0 : 0.0;
+  return std::clamp((t - start) / (end - start), 0.0, 1.0);
+}
+
+// Steps of `every` seconds: 0, 1, 2, ... (the index of the step t falls in).
+double step(double t, double every) { return every > 0.0 ? std::floor(t / every) : 0.0; }
+
+// A value in [0, 1] that changes every `every` seconds, the same for the same seed.
+double noise(double t, double every, double seed) {
+  const double index = every > 0.0 ? std::floor(t / every) : 0.0;
+  uint64_t x = static_cast<uint64_t>(static_cast<int64_t>(index)) * 0x9E3779B97F4A7C15ull ^
+               static_cast<uint64_t>(static_cast<int64_t>(seed)) * 0xBF58476D1CE4E5B9ull;
+  x ^= x >> 31;
+  x *= 0x94D049BB133111EBull;
+  x ^= x >> 29;
+  return static_cast<double>(x >> 11) / static_cast<double>(1ull << 53);
+}
+
+}  // namespace
+
+ControlExpression::ControlExpression(const std::string &text)
+    : parser_(std::make_unique<mu::Parser>()), time_(std::make_unique<double>(0.0)) {
+  try {
+    parser_->DefineVar("t", time_.get());
+    parser_->DefineConst("pi", M_PI);
+    parser_->DefineFun("ramp", ramp);
+    parser_->DefineFun("step", step);
+    parser_->DefineFun("noise", noise);
+    parser_->SetExpr(text);
+    parser_->Eval();  // parses now, so errors show before rendering
+  } catch (const mu::Parser::exception_type &error) {
+    // The parser's message ends with its 0-based position; say the column instead.
+    std::string message = error.GetMsg();
+    if (const size_t at = message.find(" at position "); at != std::string::npos) message.erase(at);
+    if (const size_t found = message.find(" found"); found != std::string::npos) message.erase(found);
+    const size_t column = std::min<size_t>(static_cast<size_t>(error.GetPos()), text.size()) + 1;
+    throw CliError(fmt::format("\"{}\": column {}: {}", text, column, message));
+  }
+}
+
+ControlExpression::~ControlExpression() = default;
+ControlExpression::ControlExpression(ControlExpression &&) noexcept = default;
+
+float ControlExpression::operator()(double t) {
+  *time_ = t;
+  return static_cast<float>(parser_->Eval());
+}
+
+}  // namespace tessivo::cli

@@ -1,0 +1,118 @@
+// `tessivo render`: a chain of modules over every frame of a video, an image
+// sequence or a pipe, each frame rendered at its own time, encoded to a file.
+#include "chain.h"
+#include "cli_common.h"
+#include "progress.h"
+
+#include <tessivo/host/graph.h>
+#include <tessivo/host/image_ops.h>
+#include <tessivo/host/media/video_reader.h>
+#include <tessivo/host/media/video_writer.h>
+
+extern "C" {
+#include <libavformat/avformat.h>
+}
+
+#include <CLI/CLI.hpp>
+#include <fmt/format.h>
+
+#include <atomic>
+#include <csignal>
+#include <filesystem>
+
+namespace tessivo::cli {
+
+namespace {
+
+struct RenderOptions {
+  ChainOptions chain;
+  std::string input;
+  std::string output;
+  bool overwrite = false;
+  std::string codec;
+  std::string format;
+};
+
+std::atomic<bool> interrupted{false};
+
+extern "C" void onInterrupt(int) { interrupted = true; }
+
+// Catches Ctrl-C (and SIGTERM) for the lifetime of a render, so it can stop
+// between frames and leave nothing under the output's name.
+class InterruptGuard {
+ public:
+  InterruptGuard() {
+    interrupted = false;
+    previousInt_ = std::signal(SIGINT, onInterrupt);
+    previousTerm_ = std::signal(SIGTERM, onInterrupt);
+  }
+  ~InterruptGuard() {
+    std::signal(SIGINT, previousInt_);
+    std::signal(SIGTERM, previousTerm_);
+  }
+
+ private:
+  void (*previousInt_)(int);
+  void (*previousTerm_)(int);
+};
+
+bool isSequencePattern(const std::string& path) { return path.find('%') != std::string::npos; }
+
+void runRender(const GlobalOptions& globals, const RenderOptions& options) {
+  namespace fs = std::filesystem;
+  std::error_code ignored;
+  if (options.output != "-" && !isSequencePattern(options.output) && fs::exists(options.output, ignored)) {
+    if (!options.overwrite) throw CliError(fmt::format("{} exists; pass -y to overwrite it", options.output));
+    if (options.input != "-" && fs::equivalent(options.input, options.output, ignored))
+      throw CliError(fmt::format("{} is the input file; choose another output", options.output));
+  }
+
+  auto bundle = loadBundle(globals);
+  host::media::VideoReader reader(options.input);
+  const uint32_t format = options.chain.gray ? host::kGrey8 : host::kARGB32;
+  host::Graph graph(*bundle);
+  const Chain chain = buildChain(graph, *bundle, options.chain, host::Image(reader.width(), reader.height(), format));
+
+  std::vector<const AVStream*> copies;
+  for (int i = 0; i < reader.streamCount(); ++i)
+    if (options.output != "-" && i != reader.videoStream() &&
+        reader.stream(i)->codecpar->codec_type == AVMEDIA_TYPE_AUDIO)
+      copies.push_back(reader.stream(i));
+  host::media::VideoWriter writer(options.output, {options.format, options.codec, options.overwrite}, reader.width(),
+                                  reader.height(), format, reader.frameRate(), copies);
+
+  const InterruptGuard guard;
+  Progress progress(reader.frameCountEstimate(), stderr);
+  reader.run(
+      [&](const host::media::VideoFrame& frame) {
+        graph.setStill(chain.source, options.chain.gray ? host::convert(*frame.image, host::kGrey8) : *frame.image);
+        writer.writeFrame(*graph.renderFrame(chain.output, frame.time, reader.width(), reader.height(), format));
+        progress.frameDone();
+        return !interrupted;
+      },
+      [&](AVPacket& packet) { writer.writePacket(packet, reader.stream(packet.stream_index)); });
+  if (interrupted) throw CliError(fmt::format("interrupted; nothing was written to {}", options.output));
+  writer.finish();
+  progress.finish();
+}
+
+}  // namespace
+
+void addRenderCommand(CLI::App& app, GlobalOptions& globals) {
+  auto options = std::make_shared<RenderOptions>();
+  auto* command = app.add_subcommand(
+      "render", "Run a chain (CODE+CODE...) over every frame of a video, image sequence (frame%04d.png) or pipe");
+  command->add_option("CHAIN", options->chain.chain, "Module code, or codes joined by + run left to right")->required();
+  command->add_option("-i,--input", options->input, "Input video, image sequence or - for standard input")->required();
+  command->add_option("-o,--output", options->output,
+                      "Output file (written under a temporary name, then renamed), image sequence, or - for raw "
+                      "frames on standard output")
+      ->required();
+  addChainOptions(*command, options->chain);
+  command->add_flag("-y,--overwrite", options->overwrite, "Replace an existing output file");
+  command->add_option("--codec", options->codec, "Video encoder (default: the container's, e.g. ffv1, libx264, png)");
+  command->add_option("-f,--format", options->format, "Container (default: from the output name; rawvideo for -)");
+  command->callback([&globals, options] { runRender(globals, *options); });
+}
+
+}  // namespace tessivo::cli

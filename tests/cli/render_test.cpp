@@ -1,0 +1,100 @@
+// `tessivo render` over clips made by the ffmpeg program: frames, rate, size and
+// audio kept, each frame equal to `tessivo apply` at that frame's time.
+#include "cli_runner.h"
+
+#include <tessivo/host/image_file.h>
+
+#include <cstdlib>
+#include <sstream>
+
+namespace tessivo::cli::testing {
+namespace {
+
+class RenderTest : public CliTest {
+ protected:
+  static constexpr int kFrames = 6;
+
+  void SetUp() override {
+    CliTest::SetUp();
+    if (std::system("command -v ffmpeg >/dev/null 2>&1 && command -v ffprobe >/dev/null 2>&1") != 0)
+      GTEST_SKIP() << "ffmpeg is not installed";
+    // 64x32 at 10 frames a second, lossless, with a sine as audio.
+    ASSERT_EQ(shell("ffmpeg -loglevel error -f lavfi -i testsrc2=size=64x32:rate=10 -f lavfi -i "
+                    "sine=frequency=440:sample_rate=44100 -frames:v " + std::to_string(kFrames) +
+                    " -t 0.6 -c:v ffv1 -pix_fmt bgra -c:a flac clip.mkv && "
+                    "ffmpeg -loglevel error -i clip.mkv -pix_fmt rgba in_%d.png"),
+              0);
+  }
+
+  int shell(const std::string &command) const {
+    return std::system(("cd " + shellQuote(dir_.string()) + " && " + command).c_str());
+  }
+
+  static bool samePixels(const host::Image &a, const host::Image &b) {
+    if (a.width() != b.width() || a.height() != b.height()) return false;
+    for (uint32_t y = 0; y < a.height(); ++y)
+      for (uint32_t x = 0; x < a.width(); ++x)
+        if (a.pixel(x, y) != b.pixel(x, y)) return false;
+    return true;
+  }
+};
+
+TEST_F(RenderTest, ChainOverAClipEqualsApplyAtEachFramesTimeWithRateSizeAndAudioKept) {
+  const std::vector<std::string> chain = {"--ctrl", "Fade=ramp(t,0,0.5)", "--set", "Effect=Stonify"};
+  std::vector<std::string> render = {"render", "fadr+embs", "-i", "clip.mkv", "-o", "out.mkv", "--codec", "ffv1"};
+  render.insert(render.end(), chain.begin(), chain.end());
+  const RunResult result = run(render);
+  ASSERT_EQ(result.exitCode, 0) << result.err;
+  EXPECT_THAT(result.err, ::testing::HasSubstr(std::to_string(kFrames) + " frames"));
+
+  ASSERT_EQ(shell("ffprobe -v error -count_frames -show_entries stream=codec_type,width,height,r_frame_rate,"
+                  "nb_read_frames -of csv=p=0 out.mkv > probe.txt"),
+            0);
+  std::istringstream probe(readText(path("probe.txt")));
+  std::string video, audio;
+  std::getline(probe, video);
+  std::getline(probe, audio);
+  EXPECT_EQ(video, "video,64,32,10/1," + std::to_string(kFrames));
+  EXPECT_THAT(audio, ::testing::StartsWith("audio,"));
+
+  ASSERT_EQ(shell("ffmpeg -loglevel error -i out.mkv -pix_fmt rgba out_%d.png"), 0);
+  for (int i = 1; i <= kFrames; ++i) {
+    std::vector<std::string> apply = {"apply", "fadr+embs", "in_" + std::to_string(i) + ".png", "expected.png",
+                                      "--time", std::to_string((i - 1) / 10.0)};
+    apply.insert(apply.end(), chain.begin(), chain.end());
+    ASSERT_EQ(run(apply).exitCode, 0);
+    EXPECT_TRUE(samePixels(host::readPng(path("out_" + std::to_string(i) + ".png"), host::PngTarget::Argb),
+                           host::readPng(path("expected.png"), host::PngTarget::Argb)))
+        << "frame " << i;
+  }
+}
+
+TEST_F(RenderTest, GreyRawFramesGoToStandardOutput) {
+  const RunResult result = run({"render", "fadr", "-i", "clip.mkv", "-o", "-", "--gray", "--ctrl", "Fade=0.25"});
+  ASSERT_EQ(result.exitCode, 0) << result.err;
+  ASSERT_EQ(result.out.size(), size_t{kFrames} * 64 * 32);
+  ASSERT_EQ(run({"apply", "fadr", "in_1.png", "expected.png", "--gray", "--ctrl", "Fade=0.25"}).exitCode, 0);
+  const host::Image expected = host::readPng(path("expected.png"), host::PngTarget::Grey);
+  for (uint32_t y = 0; y < 32; ++y)
+    for (uint32_t x = 0; x < 64; ++x)
+      ASSERT_EQ(static_cast<uint8_t>(result.out[y * 64 + x]), expected.pixel(x, y)) << x << "," << y;
+}
+
+TEST_F(RenderTest, KeepsExistingOutputsAndNamesTheColumnOfABadExpression) {
+  std::ofstream(path("out.mkv")) << "precious";
+  const RunResult refused = run({"render", "fadr", "-i", "clip.mkv", "-o", "out.mkv"});
+  EXPECT_TRUE(refused.oneLineError()) << refused.err;
+  EXPECT_THAT(refused.err, ::testing::HasSubstr("-y"));
+  EXPECT_EQ(readText(path("out.mkv")), "precious");
+
+  const RunResult bad = run({"render", "fadr", "-i", "clip.mkv", "-o", "new.mkv", "--ctrl", "Fade=0.5+*t"});
+  EXPECT_TRUE(bad.oneLineError()) << bad.err;
+  EXPECT_THAT(bad.err, ::testing::HasSubstr("column 5: Unexpected operator \"*\""));
+  EXPECT_FALSE(std::filesystem::exists(path("new.mkv")));
+
+  ASSERT_EQ(run({"render", "fadr", "-i", "clip.mkv", "-o", "out.mkv", "-y"}).exitCode, 0);
+  EXPECT_NE(readText(path("out.mkv")), "precious");
+}
+
+}  // namespace
+}  // namespace tessivo::cli::testing
