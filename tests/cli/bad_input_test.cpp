@@ -44,7 +44,7 @@ INSTANTIATE_TEST_SUITE_P(
         BadCase{"CorruptPng", {"apply", "fadr", "noise.png", "out.png"}, "noise.png"},
         BadCase{"TruncatedPng", {"apply", "fadr", "truncated.png", "out.png"}, "truncated.png"},
         BadCase{"BrokenSettingsFile", {"apply", "fadr", "in.png", "out.png", "--settings", "broken.json"}, "broken.json"},
-        BadCase{"UnknownSubcommand", {"render", "fadr"}, "render"},
+        BadCase{"UnknownSubcommand", {"frobnicate", "fadr"}, "frobnicate"},
         BadCase{"MissingArgument", {"apply", "fadr", "in.png"}, "OUT"},
         BadCase{"UnknownInfoCode", {"info", "nope"}, "nope"}),
     [](const ::testing::TestParamInfo<BadCase>& param) { return std::string(param.param.name); });
