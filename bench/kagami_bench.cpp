@@ -14,9 +14,8 @@ namespace {
 constexpr float kStrength = 0.37f;
 
 MirrorImage Describe(const BenchFrame &source, BenchFrame &destination) {
-  return {source.bytes.data(), source.rowBytes, BenchFrame::kWidth, BenchFrame::kHeight,
-          destination.bytes.data(), destination.rowBytes, BenchFrame::kWidth, BenchFrame::kHeight,
-          source.pixelFormat};
+  return {source.bytes.data(),  source.rowBytes,    BenchFrame::kHeight, destination.bytes.data(), destination.rowBytes,
+          BenchFrame::kHeight, BenchFrame::kWidth, BenchFrame::kHeight, source.pixelFormat};
 }
 
 // Frames after the first at one size: the per-size tables are kept, and the

@@ -94,6 +94,12 @@ TEST(MirrorKernel, MatchesTheDefinitionOnRandomFrames) {
     const Frame source(side, side / 2 + 3, 4, 8, side);
     ExpectDefinition(kernel, source, side, side / 2 + 3, 4, 8, 0.3f);
   }
+  // A full-HD frame: two million positions, where a sine or cosine that is
+  // not the library's to the last bit would move some pixel.
+  for (const float strength : {0.37f}) {
+    const Frame source(1920, 1080, 4, 64, 1920);
+    ExpectDefinition(kernel, source, 1920, 1080, 4, 64, strength);
+  }
   // Frames where a radius rounded any other way (the sum in double, or fused)
   // moves one pixel.
   for (const auto &[w, h, strength] : {std::tuple{156u, 79u, 0.37f}, std::tuple{105u, 53u, 0.5f}}) {
