@@ -40,10 +40,11 @@ inline void EmbossPixel(const uint8_t *centre, const uint8_t *lit, const uint8_t
   }
 }
 
-// Sixteen bytes at a time in sixteen signed 16-bit lanes. A difference is at
-// most 255 in size, so up to k = 7 its scaled value (at most 32640) and the
-// sum with the base stay exact in 16 bits; larger k, only ever restored from
-// corrupt settings, takes the 32-bit scalar path.
+// The portable span (and the AVX2 span's tail): sixteen bytes at a time in
+// sixteen signed 16-bit lanes. A difference is at most 255 in size, so up to
+// k = 7 its scaled value (at most 32640) and the sum with the base stay exact
+// in 16 bits; larger k, only ever restored from corrupt settings, takes the
+// 32-bit scalar path.
 using Bytes16 = uint8_t __attribute__((vector_size(16)));
 using Lanes16 = int16_t __attribute__((vector_size(32)));
 using UnsignedLanes16 = uint16_t __attribute__((vector_size(32)));
@@ -58,14 +59,15 @@ inline Bytes16 LoadBytes(const uint8_t *from) {
 
 // out[i] for i < count bytes, from centre[i], lit[i] and opposite[i].
 template <Family F>
-[[gnu::always_inline]] inline void EmbossSpanBody(const uint8_t *centre, const uint8_t *lit, const uint8_t *opposite,
-                                                  uint8_t *out, size_t count, uint32_t strongness) {
+void EmbossSpanPortable(const uint8_t *centre, const uint8_t *lit, const uint8_t *opposite, uint8_t *out,
+                        size_t count, uint32_t strongness) {
   constexpr size_t kPixel = F == Family::AlphaRelief ? 4 : 1;
   size_t i = 0;
   if (strongness <= kMaxLaneStrongness) {
     const int shift = static_cast<int>(strongness);
     const auto block = [&](size_t at) {
-      Lanes16 d = __builtin_convertvector(LoadBytes(opposite + at), Lanes16) - __builtin_convertvector(LoadBytes(lit + at), Lanes16);
+      Lanes16 d = __builtin_convertvector(LoadBytes(opposite + at), Lanes16) -
+                  __builtin_convertvector(LoadBytes(lit + at), Lanes16);
       if constexpr (F == Family::AlphaRelief) {
         constexpr int a = static_cast<int>(kAlphaByte);
         d = __builtin_shufflevector(d, d, a, a, a, a, a + 4, a + 4, a + 4, a + 4, a + 8, a + 8, a + 8, a + 8, a + 12,
@@ -73,7 +75,9 @@ template <Family F>
       }
       const Lanes16 e = reinterpret_cast<Lanes16>(reinterpret_cast<UnsignedLanes16>(d) << shift) >>
                         static_cast<int>(ScaleShift(F));
-      Lanes16 r = (F == Family::Stone ? Lanes16{} + kStoneGrey : __builtin_convertvector(LoadBytes(centre + at), Lanes16)) + e;
+      const Lanes16 base =
+          F == Family::Stone ? Lanes16{} + kStoneGrey : __builtin_convertvector(LoadBytes(centre + at), Lanes16);
+      Lanes16 r = base + e;
       r = r < 0 ? Lanes16{} : r;
       r = r > 255 ? Lanes16{} + 255 : r;
       const Bytes16 bytes = __builtin_convertvector(r, Bytes16);
@@ -88,17 +92,6 @@ template <Family F>
   for (; i < count; i += kPixel) EmbossPixel<F, kPixel>(centre + i, lit + i, opposite + i, out + i, strongness);
 }
 
-// The clone for the processor is chosen when the bundle loads.
-#define TESSIVO_EMBOSS_SPAN(Name, F)                                                                            \
-  __attribute__((target_clones("avx2", "default"))) void Name(const uint8_t *centre, const uint8_t *lit,       \
-                                                               const uint8_t *opposite, uint8_t *out,          \
-                                                               size_t count, uint32_t strongness) {            \
-    EmbossSpanBody<F>(centre, lit, opposite, out, count, strongness);                                           \
-  }
-TESSIVO_EMBOSS_SPAN(ReliefSpan, Family::Relief)
-TESSIVO_EMBOSS_SPAN(StoneSpan, Family::Stone)
-TESSIVO_EMBOSS_SPAN(AlphaReliefSpan, Family::AlphaRelief)
-#undef TESSIVO_EMBOSS_SPAN
 
 #ifdef TESSIVO_EMBOSS_AVX2
 // AVX2, 32 bytes a step; returns how many bytes it wrote (a multiple of 32),
@@ -185,10 +178,7 @@ void EmbossSpan(const uint8_t *centre, const uint8_t *lit, const uint8_t *opposi
 #ifdef TESSIVO_EMBOSS_AVX2
   if (__builtin_cpu_supports("avx2")) done = EmbossSpanAvx2<F>(centre, lit, opposite, out, count, strongness);
 #endif
-  centre += done, lit += done, opposite += done, out += done, count -= done;
-  if constexpr (F == Family::Relief) ReliefSpan(centre, lit, opposite, out, count, strongness);
-  if constexpr (F == Family::Stone) StoneSpan(centre, lit, opposite, out, count, strongness);
-  if constexpr (F == Family::AlphaRelief) AlphaReliefSpan(centre, lit, opposite, out, count, strongness);
+  EmbossSpanPortable<F>(centre + done, lit + done, opposite + done, out + done, count - done, strongness);
 }
 
 // One output row. litRow and oppositeRow are the source rows of L and O, or
