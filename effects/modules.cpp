@@ -7,6 +7,7 @@
 #include "irisation/irisation_module.h"
 #include "kagami/kagami_module.h"
 #include "pixxicato/pixxicato_module.h"
+#include "stripizator/stripizator_module.h"
 #include "tessivo/frame/module_codes.h"
 #include "tessivo/frame/module_factory.h"
 
@@ -33,6 +34,7 @@ constexpr ModuleEntry kModules[] = {
     {kIrisationCode, &Construct<IrisationModule>},
     {kKagamiCode, &Construct<KagamiModule>},
     {kPixxicatoCode, &Construct<PixxicatoModule>},
+    {kStripizatorCode, &Construct<StripizatorModule>},
 };
 
 }  // namespace

@@ -1,0 +1,159 @@
+#include "stripizator_kernel.h"
+
+#include <cmath>
+#include <cstddef>
+#include <cstring>
+
+namespace tessivo {
+namespace {
+
+// Sixteen pixels a step, each lane carrying its own phase. Lanes advance by
+// 16 mod period and wrap with one conditional subtraction, which needs
+// phase + step to stay below 2^32: periods up to 2^31 take the lanes, longer
+// ones (stripes a billion pixels wide) the pixel loop.
+constexpr uint32_t kLanes = 16;
+constexpr uint32_t kLanePeriodLimit = 0x80000000u;
+
+using Lanes = uint32_t __attribute__((vector_size(4 * kLanes)));
+using Bytes = uint8_t __attribute__((vector_size(kLanes)));
+
+// What one row needs: the two colours' low 24 bits, the width and the period.
+// A period at or below the width (the doubled width wrapped) draws only the
+// fore colour, which width 1, period 1 and phase 0 reproduce.
+struct RowPattern {
+  uint32_t fore;
+  uint32_t back;
+  uint32_t width;
+  uint32_t period;
+
+  explicit RowPattern(const Stripes &stripes)
+      : fore(stripes.foreColor & 0x00FFFFFFu),
+        back(stripes.backColor & 0x00FFFFFFu),
+        width(stripes.width),
+        period(stripes.width * 2u) {
+    if (period <= width) {
+      width = 1;
+      period = 1;
+    }
+  }
+  uint32_t color(uint32_t phase) const { return phase < width ? fore : back; }
+  uint32_t next(uint32_t phase) const { return phase + 1 == period ? 0 : phase + 1; }
+  bool fitsLanes() const { return period <= kLanePeriodLimit; }
+};
+
+// Lane i of the first block holds (first + i) mod period for rows drawn to
+// the right, (first + kLanes - 1 - i) mod period for rows drawn to the left.
+// Vectors stay local to the row functions: passing them between functions
+// would change with the instruction set each clone is built for.
+void FirstPhases(uint32_t (&phases)[kLanes], const RowPattern &pattern, uint32_t first, bool rising) {
+  for (uint32_t i = 0; i < kLanes; ++i) {
+    const uint32_t offset = rising ? i : kLanes - 1 - i;
+    phases[i] = static_cast<uint32_t>((uint64_t{first} + offset) % pattern.period);
+  }
+}
+
+__attribute__((target_clones("avx2", "default"))) void ArgbRow(uint8_t *row, uint32_t count, uint32_t phase,
+                                                               const RowPattern &pattern) {
+  uint32_t x = 0;
+  if (pattern.fitsLanes() && count >= kLanes) {
+    uint32_t first[kLanes];
+    FirstPhases(first, pattern, phase, true);
+    Lanes phases;
+    std::memcpy(&phases, first, sizeof phases);
+    const uint32_t step = kLanes % pattern.period;
+    for (; x + kLanes <= count; x += kLanes) {
+      Lanes blurred;
+      std::memcpy(&blurred, row + size_t{x} * 4, sizeof blurred);
+      const Lanes fore = reinterpret_cast<Lanes>(phases < pattern.width);  // all ones where fore is drawn
+      const Lanes out = (fore & pattern.fore) | (~fore & pattern.back) | ~blurred << 24;
+      std::memcpy(row + size_t{x} * 4, &out, sizeof out);
+      phases += step;
+      phases -= reinterpret_cast<Lanes>(phases >= pattern.period) & pattern.period;
+    }
+    phase = phases[0];
+  }
+  for (; x < count; ++x) {
+    uint32_t blurred;
+    std::memcpy(&blurred, row + size_t{x} * 4, 4);
+    const uint32_t out = pattern.color(phase) | ~blurred << 24;
+    std::memcpy(row + size_t{x} * 4, &out, 4);
+    phase = pattern.next(phase);
+  }
+}
+
+// Right to left, so that a block's sixteen grey bytes are loaded before the
+// 64 bytes of its widened pixels are stored: the store starts at four times
+// the block's first byte, never below any byte still to be read.
+__attribute__((target_clones("avx2", "default"))) void Planar8Row(uint8_t *row, uint32_t count, uint32_t phase,
+                                                                  const RowPattern &pattern) {
+  uint32_t x = count;  // pixels [0, x) are still grey; phase belongs to pixel x - 1
+  if (pattern.fitsLanes() && count >= kLanes) {
+    uint32_t first[kLanes];
+    FirstPhases(first, pattern, phase, false);
+    Lanes phases;
+    std::memcpy(&phases, first, sizeof phases);
+    const uint32_t step = kLanes % pattern.period;
+    for (; x >= kLanes; x -= kLanes) {
+      Bytes grey;
+      std::memcpy(&grey, row + x - kLanes, sizeof grey);
+      const Lanes fore = reinterpret_cast<Lanes>(phases < pattern.width);
+      const Lanes out =
+          (fore & pattern.fore) | (~fore & pattern.back) | (__builtin_convertvector(grey, Lanes) ^ 0xFFu) << 24;
+      std::memcpy(row + size_t{x - kLanes} * 4, &out, sizeof out);
+      phases += step;
+      phases -= reinterpret_cast<Lanes>(phases >= pattern.period) & pattern.period;
+    }
+    phase = phases[kLanes - 1];
+  }
+  for (; x > 0; --x) {
+    const uint32_t grey = row[x - 1];
+    const uint32_t out = pattern.color(phase) | (255u - grey) << 24;
+    std::memcpy(row + size_t{x - 1} * 4, &out, 4);
+    phase = pattern.next(phase);
+  }
+}
+
+}  // namespace
+
+uint32_t TruncateToUnsigned(float value) {
+  if (!(value >= 1.0f)) return 0;  // NaN included
+  if (value >= 4294967296.0f) return 0xFFFFFFFFu;
+  return static_cast<uint32_t>(value);
+}
+
+uint32_t StripeRadius(float radiusFactor, float maxRadius) { return TruncateToUnsigned(radiusFactor * maxRadius); }
+
+uint32_t StripeWidth(float widthFactor, float stripesWidth) {
+  const uint32_t width = TruncateToUnsigned(widthFactor * stripesWidth);
+  return width == 0 ? 1 : width;
+}
+
+void DrawStripesArgb(const StripeImage &image, const Stripes &stripes) {
+  if (image.pixels == nullptr || stripes.width == 0) return;
+  const RowPattern pattern(stripes);
+  const size_t stride = size_t{image.rowBytes >> 2} * 4;
+  auto *row = static_cast<uint8_t *>(image.pixels);
+  for (uint32_t y = 0; y < image.height; ++y, row += stride) {
+    const uint32_t start = (image.frameHeight - y + stripes.counter) % pattern.period;
+    ArgbRow(row, image.width, start, pattern);
+  }
+}
+
+void DrawStripesPlanar8InPlace(const StripeImage &image, const Stripes &stripes) {
+  if (image.pixels == nullptr || stripes.width == 0) return;
+  const RowPattern pattern(stripes);
+  // Grey rows and widened rows share one stride, a whole number of pixels,
+  // so each row is widened within its own bytes and the row order is free.
+  const size_t stride = size_t{image.rowBytes >> 2} * 4;
+  const uint32_t skipped = image.frameWidth > image.width ? image.frameWidth - image.width : 0;
+  auto *row = static_cast<uint8_t *>(image.pixels) + stride * image.height;
+  for (uint32_t r = image.height; r-- > 0;) {
+    row -= stride;
+    // The phase of the frame's last column, moved on to the last column held.
+    const uint32_t last = (r + 1 + stripes.counter) % pattern.period;
+    const uint32_t start = static_cast<uint32_t>((uint64_t{last} + skipped) % pattern.period);
+    Planar8Row(row, image.width, start, pattern);
+  }
+}
+
+}  // namespace tessivo
