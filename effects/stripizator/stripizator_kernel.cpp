@@ -7,14 +7,16 @@
 namespace tessivo {
 namespace {
 
-// Sixteen pixels a step, each lane carrying its own phase. Lanes advance by
-// 16 mod period and wrap with one conditional subtraction, which needs
-// phase + step to stay below 2^32: periods up to 2^31 take the lanes, longer
-// ones (stripes a billion pixels wide) the pixel loop.
-constexpr uint32_t kLanes = 16;
-constexpr uint32_t kLanePeriodLimit = 0x80000000u;
+// Eight pixels a step (one AVX2 register), each lane carrying its own phase. Lanes advance by
+// 8 mod period and wrap with one conditional subtraction. Comparisons are
+// sign bits of differences (t >> 31 is all ones where t < 0), which needs
+// every phase and difference to stay within 31 bits: periods up to 2^30 take
+// the lanes, longer ones (stripes half a billion pixels wide) the pixel loop.
+constexpr uint32_t kLanes = 8;
+constexpr uint32_t kLanePeriodLimit = 1u << 30;
 
 using Lanes = uint32_t __attribute__((vector_size(4 * kLanes)));
+using SignedLanes = int32_t __attribute__((vector_size(4 * kLanes)));
 using Bytes = uint8_t __attribute__((vector_size(kLanes)));
 
 // What one row needs: the two colours' low 24 bits, the width and the period.
@@ -46,9 +48,10 @@ struct RowPattern {
 // Vectors stay local to the row functions: passing them between functions
 // would change with the instruction set each clone is built for.
 void FirstPhases(uint32_t (&phases)[kLanes], const RowPattern &pattern, uint32_t first, bool rising) {
+  uint32_t phase = first;
   for (uint32_t i = 0; i < kLanes; ++i) {
-    const uint32_t offset = rising ? i : kLanes - 1 - i;
-    phases[i] = static_cast<uint32_t>((uint64_t{first} + offset) % pattern.period);
+    phases[rising ? i : kLanes - 1 - i] = phase;
+    phase = pattern.next(phase);
   }
 }
 
@@ -58,19 +61,21 @@ __attribute__((target_clones("avx2", "default"))) void ArgbRow(uint8_t *row, uin
   if (pattern.fitsLanes() && count >= kLanes) {
     uint32_t first[kLanes];
     FirstPhases(first, pattern, phase, true);
-    Lanes phases;
+    SignedLanes phases;
     std::memcpy(&phases, first, sizeof phases);
-    const uint32_t step = kLanes % pattern.period;
+    const int32_t step = static_cast<int32_t>(kLanes % pattern.period);
+    const auto width = static_cast<int32_t>(pattern.width), period = static_cast<int32_t>(pattern.period);
+    const uint32_t foreColor = pattern.fore, backColor = pattern.back;
     for (; x + kLanes <= count; x += kLanes) {
       Lanes blurred;
       std::memcpy(&blurred, row + size_t{x} * 4, sizeof blurred);
-      const Lanes fore = reinterpret_cast<Lanes>(phases < pattern.width);  // all ones where fore is drawn
-      const Lanes out = (fore & pattern.fore) | (~fore & pattern.back) | ~blurred << 24;
+      const Lanes fore = reinterpret_cast<Lanes>((phases - width) >> 31);  // all ones where fore is drawn
+      const Lanes out = (fore & foreColor) | (~fore & backColor) | ~blurred << 24;
       std::memcpy(row + size_t{x} * 4, &out, sizeof out);
-      phases += step;
-      phases -= reinterpret_cast<Lanes>(phases >= pattern.period) & pattern.period;
+      phases += step - period;
+      phases += (phases >> 31) & period;
     }
-    phase = phases[0];
+    phase = static_cast<uint32_t>(phases[0]);
   }
   for (; x < count; ++x) {
     uint32_t blurred;
@@ -90,20 +95,21 @@ __attribute__((target_clones("avx2", "default"))) void Planar8Row(uint8_t *row, 
   if (pattern.fitsLanes() && count >= kLanes) {
     uint32_t first[kLanes];
     FirstPhases(first, pattern, phase, false);
-    Lanes phases;
+    SignedLanes phases;
     std::memcpy(&phases, first, sizeof phases);
-    const uint32_t step = kLanes % pattern.period;
+    const int32_t step = static_cast<int32_t>(kLanes % pattern.period);
+    const auto width = static_cast<int32_t>(pattern.width), period = static_cast<int32_t>(pattern.period);
+    const uint32_t foreColor = pattern.fore, backColor = pattern.back;
     for (; x >= kLanes; x -= kLanes) {
       Bytes grey;
       std::memcpy(&grey, row + x - kLanes, sizeof grey);
-      const Lanes fore = reinterpret_cast<Lanes>(phases < pattern.width);
-      const Lanes out =
-          (fore & pattern.fore) | (~fore & pattern.back) | (__builtin_convertvector(grey, Lanes) ^ 0xFFu) << 24;
+      const Lanes fore = reinterpret_cast<Lanes>((phases - width) >> 31);
+      const Lanes out = (fore & foreColor) | (~fore & backColor) | (__builtin_convertvector(grey, Lanes) ^ 0xFFu) << 24;
       std::memcpy(row + size_t{x - kLanes} * 4, &out, sizeof out);
-      phases += step;
-      phases -= reinterpret_cast<Lanes>(phases >= pattern.period) & pattern.period;
+      phases += step - period;
+      phases += (phases >> 31) & period;
     }
-    phase = phases[kLanes - 1];
+    phase = static_cast<uint32_t>(phases[kLanes - 1]);
   }
   for (; x > 0; --x) {
     const uint32_t grey = row[x - 1];
