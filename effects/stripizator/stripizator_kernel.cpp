@@ -1,8 +1,9 @@
 #include "stripizator_kernel.h"
 
-#include <cmath>
 #include <cstddef>
 #include <cstring>
+
+#include "tessivo/frame/conversions.h"
 
 namespace tessivo {
 namespace {
@@ -121,16 +122,10 @@ __attribute__((target_clones("avx2", "default"))) void Planar8Row(uint8_t *row, 
 
 }  // namespace
 
-uint32_t TruncateToUnsigned(float value) {
-  if (!(value >= 1.0f)) return 0;  // NaN included
-  if (value >= 4294967296.0f) return 0xFFFFFFFFu;
-  return static_cast<uint32_t>(value);
-}
-
-uint32_t StripeRadius(float radiusFactor, float maxRadius) { return TruncateToUnsigned(radiusFactor * maxRadius); }
+uint32_t StripeRadius(float radiusFactor, float maxRadius) { return TruncateToUInt32(radiusFactor * maxRadius); }
 
 uint32_t StripeWidth(float widthFactor, float stripesWidth) {
-  const uint32_t width = TruncateToUnsigned(widthFactor * stripesWidth);
+  const uint32_t width = TruncateToUInt32(widthFactor * stripesWidth);
   return width == 0 ? 1 : width;
 }
 

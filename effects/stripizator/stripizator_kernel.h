@@ -5,15 +5,11 @@
 
 namespace tessivo {
 
-// A float truncated toward zero into an unsigned 32-bit number, saturating:
-// NaN and everything below 1 give 0, everything from 2^32 up gives 2^32 - 1.
-uint32_t TruncateToUnsigned(float value);
-
 // The blur radius of a frame: trunc(factor * maxRadius), the product in single
-// precision, converted as above.
+// precision, converted with TruncateToUInt32 (NaN and negatives give 0).
 uint32_t StripeRadius(float radiusFactor, float maxRadius);
-// The stripe width of a frame: trunc(factor * stripesWidth) converted as
-// above, and at least 1 so that the period 2 * width is never 0.
+// The stripe width of a frame: trunc(factor * stripesWidth) converted the
+// same way, and at least 1 so that the period 2 * width is never 0.
 uint32_t StripeWidth(float widthFactor, float stripesWidth);
 
 // The destination of the stripe pass. It holds the blurred image and is

@@ -3,11 +3,14 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstring>
+#include <new>
 
+#include "blur/box_blur.h"
 #include "stripizator_kernel.h"
 #include "tessivo/frame/host_api.h"
 #include "tessivo/frame/module_codes.h"
 #include "tessivo/frame/records.h"
+#include "tessivo/frame/vimage.h"
 
 namespace tessivo {
 namespace {
@@ -63,14 +66,57 @@ void CopyRows(const BlurPlan &plan) {
   }
 }
 
-// Blurs the source into the destination with a (2 radius + 1)-square tent, or
-// with the software box blur where the tent filter is absent.
-bool Blur(const BlurPlan &plan, uint32_t radius) {
+// The widest tent the filter takes is 2 * 16383 + 1; wider radii use it.
+// The software blur clamps any radius of a quarter of the side or more to
+// half the side, so for sides up to 65532 pixels it gives the same there.
+constexpr uint32_t kWidestRadius = (kTentKernelMaxSize - 1) / 2;
+
+// Blurs the source into the destination with a (2 radius + 1)-square tent,
+// edges extended, or with the software box blur of that radius in both
+// directions where the tent filter is absent. False when the filter refuses.
+// The filter's scratch is kept between frames and grows only for a larger
+// frame or kernel.
+bool Blur(const BlurPlan &plan, uint32_t radius, std::vector<uint8_t> &tentScratch) {
+  if (plan.width == 0 || plan.height == 0) {
+    return true;
+  }
   if (radius == 0) {
     CopyRows(plan);
     return true;
   }
-  return false;
+  radius = std::min(radius, kWidestRadius);
+  const uint32_t kernel = 2 * radius + 1;
+  const VImageFunctions &vImage = VImage();
+  const vImage_Buffer source{const_cast<uint8_t *>(plan.source), plan.height, plan.width, plan.sourceRowBytes};
+  const vImage_Buffer destination{plan.destination, plan.height, plan.width, plan.destinationRowBytes};
+  const auto tent = [&](void *scratch, vImage_Flags flags) -> vImage_Error {
+    if (plan.planar) {
+      return vImage.tentConvolvePlanar8(&source, &destination, scratch, 0, 0, kernel, kernel, 0, flags);
+    }
+    const Pixel_8888 background{};
+    return vImage.tentConvolveARGB8888(&source, &destination, scratch, 0, 0, kernel, kernel, background, flags);
+  };
+  if (plan.planar ? vImage.tentConvolvePlanar8 == nullptr : vImage.tentConvolveARGB8888 == nullptr) {
+    const BlurImage image{plan.source, plan.sourceRowBytes, plan.destination,     plan.destinationRowBytes,
+                          plan.width,  plan.height,         plan.planar ? 0u : 2u};
+    const auto amount = static_cast<float>(radius);
+    TwoDimensionalBoxBlur(image, {amount, amount, true});
+    return true;
+  }
+  const vImage_Error scratchSize = tent(nullptr, kvImageEdgeExtend | kvImageGetTempBufferSize);
+  if (scratchSize < 0) {
+    return false;
+  }
+  void *scratch = nullptr;  // without one the filter makes its own
+  try {
+    if (tentScratch.size() < static_cast<size_t>(scratchSize)) {
+      std::vector<uint8_t>().swap(tentScratch);
+      tentScratch.resize(static_cast<size_t>(scratchSize));
+    }
+    scratch = scratchSize > 0 ? tentScratch.data() : nullptr;
+  } catch (const std::bad_alloc &) {
+  }
+  return tent(scratch, kvImageEdgeExtend) == kvImageNoError;
 }
 
 }  // namespace
@@ -155,7 +201,7 @@ uint32_t StripizatorModule::render(HostCall *call, void *target) {
   const uint32_t radius = StripeRadius(radiusFactor.control().value_or(1.0f), settings_.maxRadius);
   const uint32_t width = StripeWidth(widthFactor.control().value_or(1.0f), settings_.stripesWidth);
   const BlurPlan plan = PlanBlur(*outputDesc, *source, *destination);
-  if (!Blur(plan, radius)) {
+  if (!Blur(plan, radius, tentScratch_)) {
     return 0;
   }
   uint32_t &counter = plan.planar ? planar8FrameCounter : argbFrameCounter;

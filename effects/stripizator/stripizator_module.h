@@ -3,6 +3,9 @@
 // of phase per rendered frame.
 #pragma once
 
+#include <cstdint>
+#include <vector>
+
 #include "stripizator_settings.h"
 #include "tessivo/frame/module_instance.h"
 
@@ -22,7 +25,8 @@ class StripizatorModule : public ModuleInstance {
   SettingsSaveRecord saveRecord_;
   ParameterRecord parameterRecord_;
   OutputCacheRecord cacheRecord_;
-  double requestTime_ = 0.0;  // the time the controllers' requests point at
+  double requestTime_ = 0.0;          // the time the controllers' requests point at
+  std::vector<uint8_t> tentScratch_;  // the tent filter's scratch, kept between frames
 };
 
 }  // namespace tessivo

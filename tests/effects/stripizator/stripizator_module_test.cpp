@@ -4,6 +4,7 @@
 #include <cmath>
 #include <limits>
 #include <optional>
+#include <random>
 #include <string>
 #include <tuple>
 #include <vector>
@@ -283,6 +284,63 @@ TEST_F(StripizatorModuleTest, StripesFollowTheDefinitionAndEachFormatsCounter) {
     const int64_t still = renderFlat(format, 77, 0.5f, output);  // width 3, period 6
     EXPECT_TRUE(still >= 0 && renderFlat(format, 77, 0.5f, output) == still) << format;
     settings().movingStripes = 1;
+  }
+}
+
+// The whole frame through either engine: the blur of the definitions (tent
+// when the library is there, the software blur when it is withheld), then
+// the stripes at some counter value. White shows where the two differ: the
+// tent keeps 255 (alpha 0), the software blur's truncated weight gives 254.
+TEST(StripizatorBlur, FollowsTheTentOrTheSoftwareFallBack) {
+  std::mt19937 random(11);
+  for (const bool withVImage : {true, false}) {
+    FakeHost host;
+    host.withVImage = withVImage;
+    host.load();
+    ASSERT_EQ(host.create(kStripizatorCode), 1u);
+    host.requestResults[1] = 0;
+    HostEvent connected = FakeHost::event(nullptr);
+    host.send(kInputsConnected, &connected);
+    const struct {
+      uint32_t format, width, height;
+    } sizes[] = {{0, 13, 9}, {2, 11, 7}, {0, 5, 2}, {0, 1, 6}, {2, 2, 5}};
+    for (const auto &size : sizes) {
+      for (const std::optional<float> radiusFactor : {std::optional<float>(), std::optional<float>(2.0f / 7.0f)}) {
+        for (const bool white : {false, true}) {
+          const uint32_t w = size.width, h = size.height, r = radiusFactor ? 2 : 7;
+          TestImage input(w, h, size.format), output(w, h, kPixelFormatARGB8888);
+          input.fill([&](uint32_t, uint32_t) { return white ? 0xFFFFFFFFu : static_cast<uint32_t>(random()); });
+          host.deliverImage(0, input), host.deliverNothing(3);
+          radiusFactor ? host.deliverControl(2, *radiusFactor) : host.deliverNothing(2);
+          ValueRecord request = host.outputRequest(output);
+          HostEvent event = FakeHost::event(&request);
+          ASSERT_EQ(host.send(kRenderOutput, &event), 1u);
+          // The blurred blue (or grey) channel, then the stripes at each counter value.
+          const auto blue = [&](uint32_t x, uint32_t y) { return input.pixel(x, y) & 0xFFu; };
+          std::vector<uint32_t> blurred(size_t{w} * h);
+          for (uint32_t y = 0; y < h; ++y)
+            for (uint32_t x = 0; x < w; ++x)
+              blurred[y * w + x] = withVImage ? stripes_definition::Tent(blue, w, h, x, y, r)
+                                              : stripes_definition::Box(blue, w, h, x, y, r);
+          bool found = false;
+          for (uint32_t c = 0; c < 14 && !found; ++c) {
+            const Stripes stripes{kFore, kBack, 7, c};
+            const auto expected =
+                size.format == 0 ? DirectPlanar8(std::vector<uint8_t>(blurred.begin(), blurred.end()), w, h, stripes)
+                                 : DirectArgb(blurred, w, h, stripes);
+            found = true;
+            for (uint32_t y = 0; y < h; ++y)
+              for (uint32_t x = 0; x < w; ++x) found = found && output.pixel(x, y) == expected[y * w + x];
+          }
+          EXPECT_TRUE(found && output.paddingIntact())
+              << (withVImage ? "tent " : "software ") << w << "x" << h << " format " << size.format << " r " << r;
+          if (white && size.width == 13) {
+            EXPECT_EQ(Alpha(output.pixel(6, 4)), withVImage ? 0u : 1u) << radiusFactor.has_value();
+          }
+        }
+      }
+    }
+    host.destroy(), host.unload();
   }
 }
 
