@@ -40,13 +40,17 @@ uint32_t RecordFormat(void *, uint32_t, uint32_t, ValueRecord *request) {
 
 class StripizatorModuleTest : public testing::Test {
  protected:
-  void SetUp() override {
+  void SetUp() override { start(true); }
+  void TearDown() override { host.destroy(), host.unload(); }
+
+  // Loads the bundle with or without the vImage library and creates a module.
+  void start(bool vImage) {
+    host.withVImage = vImage;
+    host.log.clear();
     host.load();
     ASSERT_EQ(host.create(kStripizatorCode), 1u);
     records = host.registeredRecords();  // the log they come from is cleared by each render
   }
-  void TearDown() override { host.destroy(), host.unload(); }
-
   void enable() {
     host.requestResults[1] = 0;  // nothing can deliver On/Off, so the module runs
     HostEvent event = FakeHost::event(nullptr);
@@ -85,24 +89,32 @@ class StripizatorModuleTest : public testing::Test {
     return result;
   }
 
-  // Renders a flat input of one grey level (both formats carry it in the
-  // blue byte) without blur, and returns the counter value modulo the period
-  // whose definition reproduces the output, or -1 when none does.
-  // An absent width factor counts as 1.
-  int64_t renderFlat(uint32_t format, uint8_t level, std::optional<float> widthFactor, TestImage &output) {
-    TestImage input(output.width(), output.height(), format);
-    input.fill([&](uint32_t, uint32_t) { return format == 0 ? level : 0x5A3C1E00u | level; });
-    host.deliverImage(0, input), host.deliverControl(2, 0.0f);
+  // Renders input through the module and returns the counter value (modulo
+  // the period) at which the definitions, blur then stripes, give the output;
+  // -1 when none does. Absent factors count as 1.
+  int64_t renderAndFindCounter(TestImage &input, std::optional<float> radiusFactor, std::optional<float> widthFactor,
+                               TestImage &output) {
+    host.deliverImage(0, input);
+    radiusFactor ? host.deliverControl(2, *radiusFactor) : host.deliverNothing(2);
     widthFactor ? host.deliverControl(3, *widthFactor) : host.deliverNothing(3);
-    if (render(output) != 1) return -1;
-    const uint32_t w = output.width(), h = output.height();
-    const uint32_t width = std::max(1u, static_cast<uint32_t>(widthFactor.value_or(1.0f) * settings().stripesWidth));
+    if (render(output) != 1 || output.format() != kPixelFormatARGB8888 || !output.paddingIntact()) return -1;
+    const uint32_t w = input.width(), h = input.height();
+    const auto r = static_cast<uint32_t>(std::max(0.0f, radiusFactor.value_or(1.0f) * settings().maxRadius));
+    const auto width = std::max(1u, static_cast<uint32_t>(widthFactor.value_or(1.0f) * settings().stripesWidth));
+    // The blue byte of ARGB is all the alpha reads.
+    const auto level = [&](uint32_t x, uint32_t y) { return input.pixel(x, y) & 0xFFu; };
+    std::vector<uint32_t> blurred(size_t{w} * h);
+    for (uint32_t y = 0; y < h; ++y)
+      for (uint32_t x = 0; x < w; ++x)
+        blurred[y * w + x] = r == 0            ? level(x, y)
+                             : host.withVImage ? stripes_definition::Tent(level, w, h, x, y, r)
+                                               : stripes_definition::Box(level, w, h, x, y, r);
     for (uint32_t c = 0; c < 2 * width; ++c) {
       const Stripes stripes{settings().foreColor, settings().backColor, width, c};
-      const std::vector<uint32_t> expected =
-          format == 0 ? DirectPlanar8(std::vector<uint8_t>(size_t{w} * h, level), w, h, stripes)
-                      : DirectArgb(std::vector<uint32_t>(size_t{w} * h, 0x5A3C1E00u | level), w, h, stripes);
-      bool same = output.format() == kPixelFormatARGB8888 && output.paddingIntact();
+      const auto expected = input.format() == 0
+                                ? DirectPlanar8(std::vector<uint8_t>(blurred.begin(), blurred.end()), w, h, stripes)
+                                : DirectArgb(blurred, w, h, stripes);
+      bool same = true;
       for (uint32_t y = 0; y < h && same; ++y)
         for (uint32_t x = 0; x < w && same; ++x) same = output.pixel(x, y) == expected[y * w + x];
       if (same) return c;
@@ -265,82 +277,53 @@ TEST_F(StripizatorModuleTest, CopiesWhenDisabledAndFailsWithoutWritingWhenAPiece
   EXPECT_EQ(output.pixel(0, 0), 0u);
 }
 
-// Without blur the alpha is the inverted grey exactly (black opaque, white
-// clear); each format's counter moves once per render of that format while
-// the stripes move, and not at all when they stand still.
-TEST_F(StripizatorModuleTest, StripesFollowTheDefinitionAndEachFormatsCounter) {
-  enable();
-  TestImage output(23, 5, kPixelFormatARGB8888);
-  for (const uint32_t format : {0u, 2u}) {
-    const int64_t first = renderFlat(format, 0, 1.0f, output);  // period 14
-    ASSERT_GE(first, 0) << format;
-    EXPECT_EQ(Alpha(output.pixel(22, 4)), 255u);
-    EXPECT_EQ(renderFlat(format, 255, std::nullopt, output), (first + 1) % 14) << format;
-    EXPECT_EQ(Alpha(output.pixel(22, 4)), 0u);
-    EXPECT_GE(renderFlat(2 - format, 77, 1.0f, output), 0);  // the other format's counter
-    EXPECT_EQ(renderFlat(format, 77, 1.0f, output), (first + 2) % 14) << format;
-    EXPECT_GE(renderFlat(format, 77, 0.0f, output), 0);  // width 0 draws stripes of one pixel
-    settings().movingStripes = 0;
-    const int64_t still = renderFlat(format, 77, 0.5f, output);  // width 3, period 6
-    EXPECT_TRUE(still >= 0 && renderFlat(format, 77, 0.5f, output) == still) << format;
-    settings().movingStripes = 1;
+// Whole frames against the definitions with either engine: the tent when
+// the library is there, the software blur when it is withheld, no blur for a
+// radius factor of 0; radius 7 by default (wider than these images), 2 with
+// a factor of 2/7. White shows where the engines differ: the tent keeps 255
+// (alpha 0), the software blur's truncated weight gives 254 (alpha 1).
+TEST_F(StripizatorModuleTest, RendersTheBlurAndStripeDefinitionsWithEitherEngine) {
+  std::mt19937 random(11);
+  for (const bool vImage : {true, false}) {
+    TearDown(), start(vImage), enable();
+    const struct {
+      uint32_t format, width, height;
+    } sizes[] = {{0, 13, 9}, {2, 11, 7}, {0, 5, 2}, {0, 1, 6}, {2, 2, 5}, {0, 23, 3}};
+    for (const auto &size : sizes) {
+      for (const std::optional<float> radius : {std::optional<float>(), std::optional<float>(2.0f / 7.0f),
+                                                std::optional<float>(0.0f), std::optional<float>(-3.0f)}) {
+        TestImage input(size.width, size.height, size.format), output(size.width, size.height, 2);
+        input.fill([&](uint32_t, uint32_t) { return static_cast<uint32_t>(random()); });
+        EXPECT_GE(renderAndFindCounter(input, radius, 1.0f, output), 0)
+            << vImage << " " << size.width << "x" << size.height << " format " << size.format;
+      }
+    }
+    TestImage white(13, 9, 0), output(13, 9, 2);
+    white.fill([](uint32_t, uint32_t) { return 255u; });
+    for (const std::optional<float> radius : {std::optional<float>(), std::optional<float>(0.0f)}) {
+      ASSERT_GE(renderAndFindCounter(white, radius, 1.0f, output), 0);
+      EXPECT_EQ(Alpha(output.pixel(6, 4)), !vImage && !radius ? 1u : 0u) << vImage;
+    }
   }
 }
 
-// The whole frame through either engine: the blur of the definitions (tent
-// when the library is there, the software blur when it is withheld), then
-// the stripes at some counter value. White shows where the two differ: the
-// tent keeps 255 (alpha 0), the software blur's truncated weight gives 254.
-TEST(StripizatorBlur, FollowsTheTentOrTheSoftwareFallBack) {
-  std::mt19937 random(11);
-  for (const bool withVImage : {true, false}) {
-    FakeHost host;
-    host.withVImage = withVImage;
-    host.load();
-    ASSERT_EQ(host.create(kStripizatorCode), 1u);
-    host.requestResults[1] = 0;
-    HostEvent connected = FakeHost::event(nullptr);
-    host.send(kInputsConnected, &connected);
-    const struct {
-      uint32_t format, width, height;
-    } sizes[] = {{0, 13, 9}, {2, 11, 7}, {0, 5, 2}, {0, 1, 6}, {2, 2, 5}};
-    for (const auto &size : sizes) {
-      for (const std::optional<float> radiusFactor : {std::optional<float>(), std::optional<float>(2.0f / 7.0f)}) {
-        for (const bool white : {false, true}) {
-          const uint32_t w = size.width, h = size.height, r = radiusFactor ? 2 : 7;
-          TestImage input(w, h, size.format), output(w, h, kPixelFormatARGB8888);
-          input.fill([&](uint32_t, uint32_t) { return white ? 0xFFFFFFFFu : static_cast<uint32_t>(random()); });
-          host.deliverImage(0, input), host.deliverNothing(3);
-          radiusFactor ? host.deliverControl(2, *radiusFactor) : host.deliverNothing(2);
-          ValueRecord request = host.outputRequest(output);
-          HostEvent event = FakeHost::event(&request);
-          ASSERT_EQ(host.send(kRenderOutput, &event), 1u);
-          // The blurred blue (or grey) channel, then the stripes at each counter value.
-          const auto blue = [&](uint32_t x, uint32_t y) { return input.pixel(x, y) & 0xFFu; };
-          std::vector<uint32_t> blurred(size_t{w} * h);
-          for (uint32_t y = 0; y < h; ++y)
-            for (uint32_t x = 0; x < w; ++x)
-              blurred[y * w + x] = withVImage ? stripes_definition::Tent(blue, w, h, x, y, r)
-                                              : stripes_definition::Box(blue, w, h, x, y, r);
-          bool found = false;
-          for (uint32_t c = 0; c < 14 && !found; ++c) {
-            const Stripes stripes{kFore, kBack, 7, c};
-            const auto expected =
-                size.format == 0 ? DirectPlanar8(std::vector<uint8_t>(blurred.begin(), blurred.end()), w, h, stripes)
-                                 : DirectArgb(blurred, w, h, stripes);
-            found = true;
-            for (uint32_t y = 0; y < h; ++y)
-              for (uint32_t x = 0; x < w; ++x) found = found && output.pixel(x, y) == expected[y * w + x];
-          }
-          EXPECT_TRUE(found && output.paddingIntact())
-              << (withVImage ? "tent " : "software ") << w << "x" << h << " format " << size.format << " r " << r;
-          if (white && size.width == 13) {
-            EXPECT_EQ(Alpha(output.pixel(6, 4)), withVImage ? 0u : 1u) << radiusFactor.has_value();
-          }
-        }
-      }
-    }
-    host.destroy(), host.unload();
+// Each format's counter moves once per render of that format while the
+// stripes move, and not at all while they stand still.
+TEST_F(StripizatorModuleTest, EachFormatsCounterMovesOncePerRender) {
+  enable();
+  for (const uint32_t format : {0u, 2u}) {
+    TestImage input(23, 5, format), other(23, 5, 2 - format), output(23, 5, 2);
+    input.fill([](uint32_t x, uint32_t y) { return x * 11 + y * 50; });
+    const int64_t first = renderAndFindCounter(input, 0.0f, std::nullopt, output);  // width 7, period 14
+    ASSERT_GE(first, 0) << format;
+    EXPECT_EQ(renderAndFindCounter(input, 0.0f, 1.0f, output), (first + 1) % 14) << format;
+    EXPECT_GE(renderAndFindCounter(other, 0.0f, 1.0f, output), 0);
+    EXPECT_EQ(renderAndFindCounter(input, 0.0f, 1.0f, output), (first + 2) % 14) << format;
+    EXPECT_GE(renderAndFindCounter(input, 0.0f, 0.0f, output), 0);  // a width of 0 draws stripes of one pixel
+    settings().movingStripes = 0;
+    const int64_t still = renderAndFindCounter(input, 0.0f, 0.5f, output);  // width 3, period 6
+    EXPECT_TRUE(still >= 0 && renderAndFindCounter(input, 0.0f, 0.5f, output) == still) << format;
+    settings().movingStripes = 1;
   }
 }
 
