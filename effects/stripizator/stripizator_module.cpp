@@ -201,7 +201,8 @@ uint32_t StripizatorModule::render(HostCall *call, void *target) {
   const uint32_t radius = StripeRadius(radiusFactor.control().value_or(1.0f), settings_.maxRadius);
   const uint32_t width = StripeWidth(widthFactor.control().value_or(1.0f), settings_.stripesWidth);
   const BlurPlan plan = PlanBlur(*outputDesc, *source, *destination);
-  if (!Blur(plan, radius, tentScratch_)) {
+  const bool empty = plan.width == 0 || plan.height == 0;
+  if ((!empty && (plan.source == nullptr || plan.destination == nullptr)) || !Blur(plan, radius, tentScratch_)) {
     return 0;
   }
   uint32_t &counter = plan.planar ? planar8FrameCounter : argbFrameCounter;

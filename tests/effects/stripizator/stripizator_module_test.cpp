@@ -272,6 +272,8 @@ TEST_F(StripizatorModuleTest, CopiesWhenDisabledAndFailsWithoutWritingWhenAPiece
   (request = host.outputRequest(output)).destination = nullptr;
   HostEvent event = FakeHost::event(&request), empty = FakeHost::event(nullptr);
   EXPECT_EQ(host.send(kRenderOutput, &event) + host.send(kRenderOutput, &empty), 0u);
+  input.descriptor().baseAddress = nullptr;  // a source without pixels
+  EXPECT_EQ(render(output), 0u);
   host.deliverNothing(0);
   EXPECT_EQ(render(output), 0u);
   EXPECT_EQ(output.pixel(0, 0), 0u);
@@ -307,8 +309,8 @@ TEST_F(StripizatorModuleTest, RendersTheBlurAndStripeDefinitionsWithEitherEngine
   }
 }
 
-// Each format's counter moves once per render of that format while the
-// stripes move, and not at all while they stand still.
+// Each format's counter moves once per render of that format, empty frames
+// included, while the stripes move, and not at all while they stand still.
 TEST_F(StripizatorModuleTest, EachFormatsCounterMovesOncePerRender) {
   enable();
   for (const uint32_t format : {0u, 2u}) {
@@ -319,6 +321,9 @@ TEST_F(StripizatorModuleTest, EachFormatsCounterMovesOncePerRender) {
     EXPECT_EQ(renderAndFindCounter(input, 0.0f, 1.0f, output), (first + 1) % 14) << format;
     EXPECT_GE(renderAndFindCounter(other, 0.0f, 1.0f, output), 0);
     EXPECT_EQ(renderAndFindCounter(input, 0.0f, 1.0f, output), (first + 2) % 14) << format;
+    TestImage empty(23, 0, 2);  // an empty frame counts too
+    EXPECT_EQ(render(empty), 1u);
+    EXPECT_EQ(renderAndFindCounter(input, 0.0f, 1.0f, output), (first + 4) % 14) << format;
     EXPECT_GE(renderAndFindCounter(input, 0.0f, 0.0f, output), 0);  // a width of 0 draws stripes of one pixel
     settings().movingStripes = 0;
     const int64_t still = renderAndFindCounter(input, 0.0f, 0.5f, output);  // width 3, period 6
