@@ -1,11 +1,13 @@
 // `tessivo demo`: the built-in animated test scene through every module the
-// bundle offers, one PNG per module and a labelled contact sheet, in a new folder.
+// bundle offers, one PNG per module, a labelled contact sheet and a clip of
+// the sheet over time, in a new folder.
 #include "cli_common.h"
 
 #include <tessivo/host/contact_sheet.h>
 #include <tessivo/host/error.h>
 #include <tessivo/host/graph.h>
 #include <tessivo/host/image_file.h>
+#include <tessivo/host/media/video_writer.h>
 #include <tessivo/host/test_scene.h>
 
 #include <CLI/CLI.hpp>
@@ -25,7 +27,11 @@ struct DemoOptions {
   std::string out;
   std::string size = "480x270";
   double time = 1.0;
+  int clipFrames = 48;
 };
+
+constexpr int kClipRate = 24;
+constexpr const char* kClipName = "contact-sheet.mp4";
 
 std::pair<uint32_t, uint32_t> parseSize(const std::string& text) {
   unsigned width = 0, height = 0;
@@ -62,6 +68,21 @@ void writeNew(const fs::path& path, const host::Image& image) {
   host::writePng(path, image);
 }
 
+// The contact sheet as a clip: every tile rendered again at each frame's time,
+// so the modules that change over time show it.
+void writeClip(host::Graph& graph, const std::vector<host::NodeId>& nodes, std::vector<host::ContactTile>& tiles,
+               const host::ContactSheetLayout& layout, const DemoOptions& options, const fs::path& path) {
+  const host::Image first = host::makeContactSheet(tiles, layout);
+  host::media::VideoWriter writer(path.string(), {}, first.width(), first.height(), host::kARGB32, {kClipRate, 1}, {});
+  for (int frame = 0; frame < options.clipFrames; ++frame) {
+    const double time = options.time + static_cast<double>(frame) / kClipRate;
+    for (size_t i = 0; i < nodes.size(); ++i)
+      tiles[i].image = *graph.renderFrame(nodes[i], time, layout.tileWidth, layout.tileHeight);
+    writer.writeFrame(host::makeContactSheet(tiles, layout));
+  }
+  writer.finish();
+}
+
 void runDemo(const GlobalOptions& globals, const DemoOptions& options) {
   const auto [width, height] = parseSize(options.size);
   auto bundle = loadBundle(globals);
@@ -79,6 +100,7 @@ void runDemo(const GlobalOptions& globals, const DemoOptions& options) {
 
   // Every name this run may write is checked first, so a refusal leaves the folder as it was.
   std::vector<std::string> names{"input.png", "contact-sheet.png"};
+  if (options.clipFrames > 0) names.push_back(kClipName);
   for (const host::ModuleInfo& module : bundle->modules())
     names.push_back(fmt::format("{}-{}.png", host::codeToString(module.code), fileSafe(module.name)));
   for (const std::string& name : names) {
@@ -92,6 +114,7 @@ void runDemo(const GlobalOptions& globals, const DemoOptions& options) {
   const auto input = graph.renderFrame(scene, options.time, width, height);
   std::vector<host::ContactTile> tiles;
   tiles.push_back({"Input", *input});
+  std::vector<host::NodeId> rendered{scene};
   writeNew(folder / "input.png", *input);
 
   std::string unavailable;
@@ -114,6 +137,7 @@ void runDemo(const GlobalOptions& globals, const DemoOptions& options) {
       const auto output = graph.renderFrame(node, options.time, width, height);
       writeNew(folder / fmt::format("{}-{}.png", code, fileSafe(module.name)), *output);
       tiles.push_back({fmt::format("{} {}", code, module.name), *output});
+      rendered.push_back(node);
     } catch (const host::HostError& error) {
       fmt::print(stderr, "skipped {} ({}): {}\n", code, module.name, oneLine(error.what()));
     }
@@ -125,9 +149,12 @@ void runDemo(const GlobalOptions& globals, const DemoOptions& options) {
   layout.tileHeight = height;
   layout.labelScale = width >= 320 ? 2 : 1;
   writeNew(folder / "contact-sheet.png", host::makeContactSheet(tiles, layout));
-  const size_t rendered = tiles.size() - 1;
-  fmt::print("Rendered {} module{} at {}x{}, time {}\n", rendered, rendered == 1 ? "" : "s", width, height,
-             options.time);
+  if (options.clipFrames > 0) writeClip(graph, rendered, tiles, layout, options, folder / kClipName);
+  const size_t modules = tiles.size() - 1;
+  fmt::print("Rendered {} module{} at {}x{}, time {}{}\n", modules, modules == 1 ? "" : "s", width, height,
+             options.time,
+             options.clipFrames > 0 ? fmt::format(", and {} frames from there in {}", options.clipFrames, kClipName)
+                                    : std::string());
   fmt::print("{}\n", folder.string());
 }
 
@@ -140,6 +167,10 @@ void addDemoCommand(CLI::App& app, GlobalOptions& globals) {
   command->add_option("--out", options->out, "Output folder (default: a new ./tessivo-demo, -2, -3, ...)");
   command->add_option("--size", options->size, "Size of each picture, WxH")->capture_default_str();
   command->add_option("--time", options->time, "Scene time in seconds")->capture_default_str();
+  command->add_option("--clip-frames", options->clipFrames,
+                      "Frames of the contact-sheet clip, at 24 a second from --time (0: no clip)")
+      ->capture_default_str()
+      ->check(CLI::Range(0, 100000));
   command->callback([&globals, options] { runDemo(globals, *options); });
 }
 

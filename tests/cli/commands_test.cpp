@@ -53,7 +53,7 @@ TEST_F(CommandTest, PanelOkSavesTheFileAndCancelLeavesNone) {
 }
 
 TEST_F(CommandTest, DemoWritesEveryPictureIntoANewFolderEachRun) {
-  const RunResult first = run({"demo", "--size", "64x36"});
+  const RunResult first = run({"demo", "--size", "64x36", "--clip-frames", "5"});
   ASSERT_EQ(first.exitCode, 0) << first.err;
   const std::filesystem::path folder = lastLine(first.out);
   EXPECT_EQ(folder, path("tessivo-demo"));
@@ -64,10 +64,19 @@ TEST_F(CommandTest, DemoWritesEveryPictureIntoANewFolderEachRun) {
   for (uint32_t y = 0; y < 36; y += 5)
     for (uint32_t x = 0; x < 64; x += 3) ASSERT_EQ(fader.pixel(x, y), (input.pixel(x, y) >> 1) & 0x7F7F7F7Fu) << x << "," << y;
   EXPECT_GE(host::readPng(folder / "contact-sheet.png").width(), 2u * 64u);  // input and Fader side by side at least
+  ASSERT_TRUE(std::filesystem::exists(folder / "contact-sheet.mp4"));
+  if (std::system("command -v ffprobe >/dev/null 2>&1") == 0) {
+    const std::string probe = "ffprobe -v error -count_frames -show_entries stream=nb_read_frames -of csv=p=0 " +
+                              shellQuote((folder / "contact-sheet.mp4").string()) + " > " +
+                              shellQuote(path("frames.txt").string());
+    ASSERT_EQ(std::system(probe.c_str()), 0);
+    EXPECT_EQ(readText(path("frames.txt")), "5\n");
+  }
 
-  const RunResult second = run({"demo", "--size", "64x36"});
+  const RunResult second = run({"demo", "--size", "64x36", "--clip-frames", "0"});
   ASSERT_EQ(second.exitCode, 0) << second.err;
   EXPECT_EQ(std::filesystem::path(lastLine(second.out)), path("tessivo-demo-2"));
+  EXPECT_FALSE(std::filesystem::exists(path("tessivo-demo-2/contact-sheet.mp4")));
 }
 
 TEST_F(CommandTest, DemoNeverOverwritesFilesInAGivenFolder) {
