@@ -1,6 +1,7 @@
 // The table of the bundle's modules: one row per class code.
 #include <new>
 
+#include "diffusion/diffusion_module.h"
 #include "emboss/emboss_module.h"
 #include "fader/fader_module.h"
 #include "flash/flash_module.h"
@@ -28,6 +29,7 @@ ModuleInstance *Construct(HostCall *call, ModuleClassRecord *classRecord, Bitmap
 
 // Keep the rows in the order of the codes.
 constexpr ModuleEntry kModules[] = {
+    {kDiffusionCode, &Construct<DiffusionModule>},
     {kEmbossCode, &Construct<EmbossModule>},
     {kFaderCode, &Construct<FaderModule>},
     {kFlashCode, &Construct<FlashModule>},
