@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include "../module_test_support.h"
+
 #include <cstring>
 #include <random>
 #include <tuple>
@@ -10,26 +12,7 @@
 namespace tessivo {
 namespace {
 
-// A padded frame of words or bytes; padding is random too, so stray writes show.
-struct Frame {
-  uint32_t width, height, rowBytes, pixelBytes;
-  std::vector<uint8_t> bytes;
-
-  Frame(uint32_t w, uint32_t h, uint32_t pixelBytesIn, uint32_t padding, uint32_t seed)
-      : width(w), height(h), rowBytes(w * pixelBytesIn + padding), pixelBytes(pixelBytesIn), bytes(rowBytes * h) {
-    std::mt19937 random(seed);
-    for (uint8_t &byte : bytes) byte = static_cast<uint8_t>(random());
-  }
-  uint32_t stride() const { return rowBytes / pixelBytes * pixelBytes; }
-  uint32_t pixel(uint32_t x, uint32_t y) const {
-    uint32_t value = 0;
-    std::memcpy(&value, &bytes[y * stride() + x * pixelBytes], pixelBytes);
-    return value;
-  }
-  void setPixel(uint32_t x, uint32_t y, uint32_t value) {
-    std::memcpy(&bytes[y * stride() + x * pixelBytes], &value, pixelBytes);
-  }
-};
+using Frame = test::PaddedFrame;
 
 DiffusionImage Describe(const Frame &source, Frame &destination) {
   return {source.bytes.data(), source.rowBytes, destination.bytes.data(), destination.rowBytes,

@@ -8,39 +8,17 @@
 #include <tuple>
 #include <vector>
 
-#include "tessivo/frame/module_codes.h"
-#include "tessivo/test/fake_host.h"
+#include "../module_test_support.h"
 
-namespace tessivo {
+namespace tessivo::test {
 namespace {
 
-using test::FakeHost;
-using test::TestImage;
-using Strings = std::vector<std::string>;
-using Args = std::vector<uintptr_t>;
-
-uintptr_t Ptr(const void *pointer) { return reinterpret_cast<uintptr_t>(pointer); }
-
-class DiffusionModuleTest : public testing::Test {
+class DiffusionModuleTest : public ModuleTest<kDiffusionCode> {
  protected:
   void SetUp() override {
-    host.load();
-    ASSERT_EQ(host.create(kDiffusionCode), 1u);
+    ModuleTest::SetUp();
     input.fill([](uint32_t x, uint32_t y) { return 0x11223344u * (x + 1) ^ 0x0F1E2D3Cu * (y + 3); });
     host.deliverImage(0, input);
-  }
-  void TearDown() override { host.destroy(), host.unload(); }
-
-  void enable() {
-    host.requestResults[1] = 0;  // nothing can deliver On/Off, so the module runs
-    HostEvent event = FakeHost::event(nullptr);
-    host.send(kInputsConnected, &event);
-  }
-  uint32_t render(TestImage &out) {
-    host.log.clear();
-    request = host.outputRequest(out);
-    HostEvent event = FakeHost::event(&request);
-    return host.send(kRenderOutput, &event);
   }
   // The mean of one pixel's neighbours below, channel by channel.
   static uint32_t RisingMean(const TestImage &in, uint32_t x, uint32_t y) {
@@ -56,29 +34,20 @@ class DiffusionModuleTest : public testing::Test {
       for (uint32_t x = 1; x + 1 < out.width(); ++x) ASSERT_EQ(out.pixel(x, y), RisingMean(in, x, y)) << x << "," << y;
     EXPECT_TRUE(out.paddingIntact());
   }
-  template <typename Record>
-  const Record &registered(size_t index) {
-    return *reinterpret_cast<const Record *>(host.registeredRecords().at(index));
-  }
   DiffusionSettings &settings() {
     return *static_cast<DiffusionSettings *>(registered<SettingsSaveRecord>(2).settings);
   }
 
-  FakeHost host;
   TestImage input{9, 6, kPixelFormatARGB8888}, output{9, 6, kPixelFormatARGB8888};
-  ValueRecord request{};
 };
 
 TEST_F(DiffusionModuleTest, IsBuiltByCodeAndRegistersItsRecordsInOrder) {
   const ModuleRegistry *registry = host.pluginRecord.registry;
   for (uint32_t i = 0; i < registry->count; ++i) EXPECT_NE(registry->entries[i].code, kDiffusionCode);
-  const auto records = host.registeredRecords();
-  ASSERT_EQ(records.size(), 4u);
-  const std::vector<std::tuple<uint32_t, uint32_t, uint16_t, uint16_t>> expected = {
-      {FourCC("iinf"), kDiffusionCode, 1, 1}, {FourCC("isdl"), kDiffusionCode, 2, 1},
-      {FourCC("isav"), kDiffusionCode, 1, 1}, {FourCC("ctrl"), FourCC("iprm"), 2, 1}};
-  for (size_t i = 0; i < records.size(); ++i)
-    EXPECT_EQ(std::tuple(records[i]->kind, records[i]->owner, records[i]->version, records[i]->count), expected[i]);
+  EXPECT_EQ(recordKeys(), (std::vector<RecordKey>{{FourCC("iinf"), kDiffusionCode, 1, 1},
+                                                  {FourCC("isdl"), kDiffusionCode, 2, 1},
+                                                  {FourCC("isav"), kDiffusionCode, 1, 1},
+                                                  {FourCC("ctrl"), FourCC("iprm"), 2, 1}}));
   EXPECT_EQ(registered<InstanceInfoRecord>(0).layout->portCount, 4u);
   const auto &parameters = registered<ParameterRecord>(3);
   EXPECT_TRUE(parameters.settings == &settings() && parameters.set == nullptr && parameters.get == nullptr);
@@ -142,9 +111,8 @@ TEST_F(DiffusionModuleTest, FailsWithoutWritingWhenAPieceIsMissing) {
 TEST_F(DiffusionModuleTest, RequestsTheImageAndTheStrengthAtTheRequestTime) {
   output.descriptor().time = 7.5;
   request = host.outputRequest(output);
-  HostEvent event = FakeHost::event(&request);
   host.requestResults[0] = 0;  // the strength is requested even so
-  ASSERT_EQ(host.send(kOutputRequested, &event), 1u);
+  ASSERT_EQ(send(kOutputRequested), 1u);
   const auto requests = host.log.named("RequestInput");
   ASSERT_EQ(requests.size(), 2u);
   EXPECT_EQ(requests[0].args, (Args{0, 0, Ptr(&request), request.stamp, FourCC("imag"), Ptr(request.parameter)}));
@@ -152,7 +120,7 @@ TEST_F(DiffusionModuleTest, RequestsTheImageAndTheStrengthAtTheRequestTime) {
             (Args{2, request.stamp, FourCC("ctrl")}));
   EXPECT_EQ(requests[1].reals, std::vector<double>{7.5});
   host.log.clear();
-  ASSERT_EQ(host.send(kRequestCancelled, &event), 1u);
+  ASSERT_EQ(send(kRequestCancelled), 1u);
   const auto cancels = host.log.named("CancelInput");
   ASSERT_EQ(cancels.size(), 2u);
   EXPECT_EQ((std::vector{cancels[0].args, cancels[1].args}),
@@ -178,8 +146,8 @@ TEST_F(DiffusionModuleTest, SavesAndRestoresModeAndDirectionAsLowWords) {
 
 // The panel edits both settings; the picture does not follow them.
 TEST_F(DiffusionModuleTest, PanelEditsSettingsThatLeaveThePictureAlone) {
-  const SettingsDialogRecord dialog = registered<SettingsDialogRecord>(1);
-  DiffusionSettings &kept = settings();  // the records are not logged again after a render
+  const auto &dialog = registered<SettingsDialogRecord>(1);
+  DiffusionSettings &kept = settings();
   kept.mode = 1, kept.direction = 2;
   host::CapturingPanel capture;  // cancels at once
   EXPECT_EQ(dialog.build(dialog.settings, capture.table()), 0u);
@@ -224,4 +192,4 @@ TEST_F(DiffusionModuleTest, PanelEditsSettingsThatLeaveThePictureAlone) {
 }
 
 }  // namespace
-}  // namespace tessivo
+}  // namespace tessivo::test

@@ -7,52 +7,25 @@
 #include <tuple>
 #include <vector>
 
-#include "tessivo/frame/module_codes.h"
-#include "tessivo/test/fake_host.h"
+#include "../module_test_support.h"
 
-namespace tessivo {
+namespace tessivo::test {
 namespace {
 
-using test::FakeHost;
-using test::TestImage;
-using Strings = std::vector<std::string>;
-using Args = std::vector<uintptr_t>;
-
-uintptr_t Ptr(const void *pointer) { return reinterpret_cast<uintptr_t>(pointer); }
-
-class FlashModuleTest : public testing::Test {
+class FlashModuleTest : public ModuleTest<kFlashCode> {
  protected:
   void SetUp() override {
-    host.load();
-    ASSERT_EQ(host.create(kFlashCode), 1u);
+    ModuleTest::SetUp();
     // Every channel value 0 to 255 appears once, with opaque alpha.
     input.fill([](uint32_t x, uint32_t y) { return 0xFF000000u | (y * 16 + x) * 0x010101u; });
     host.deliverImage(0, input);
   }
-  void TearDown() override { host.destroy(), host.unload(); }
-
-  void setEnabled(bool on) {
-    uint32_t value = on ? 1 : 0;
-    ValueRecord arrived{};
-    arrived.parameter = &value;
-    HostEvent event = FakeHost::event(&arrived, 1);
-    ASSERT_EQ(host.send(kInputValueArrived, &event), 1u);
-  }
-  uint32_t render() {
-    host.log.clear();
-    request = host.outputRequest(output);
-    HostEvent event = FakeHost::event(&request);
-    return host.send(kRenderOutput, &event);
-  }
+  uint32_t render() { return ModuleTest::render(output); }
   // The table the last render used, read back from the grey ramp.
   FlashTable shownTable() const {
     FlashTable table{};
     for (uint32_t v = 0; v < 256; ++v) table[v] = static_cast<uint8_t>(output.pixel(v % 16, v / 16));
     return table;
-  }
-  template <typename Record>
-  const Record &registered(size_t index) {
-    return *reinterpret_cast<const Record *>(host.registeredRecords().at(index));
   }
   FlashSettings &settings() { return *static_cast<FlashSettings *>(registered<SettingsSaveRecord>(2).settings); }
   uint32_t runPanel() {
@@ -60,19 +33,14 @@ class FlashModuleTest : public testing::Test {
     return dialog.build(dialog.settings, host.panel.table());
   }
 
-  FakeHost host;
   TestImage input{16, 16, kPixelFormatARGB8888}, output{16, 16, kPixelFormatARGB8888};
-  ValueRecord request{};
 };
 
 TEST_F(FlashModuleTest, RegistersItsRecordsInOrderWithoutKeyedParameters) {
-  const auto records = host.registeredRecords();
-  ASSERT_EQ(records.size(), 4u);
-  const std::vector<std::tuple<uint32_t, uint32_t, uint16_t, uint16_t>> expected = {
-      {FourCC("iinf"), kFlashCode, 1, 1}, {FourCC("isdl"), kFlashCode, 2, 1},
-      {FourCC("isav"), kFlashCode, 1, 1}, {FourCC("ctrl"), FourCC("iprm"), 2, 1}};
-  for (size_t i = 0; i < records.size(); ++i)
-    EXPECT_EQ(std::tuple(records[i]->kind, records[i]->owner, records[i]->version, records[i]->count), expected[i]);
+  EXPECT_EQ(recordKeys(), (std::vector<RecordKey>{{FourCC("iinf"), kFlashCode, 1, 1},
+                                                  {FourCC("isdl"), kFlashCode, 2, 1},
+                                                  {FourCC("isav"), kFlashCode, 1, 1},
+                                                  {FourCC("ctrl"), FourCC("iprm"), 2, 1}}));
   EXPECT_EQ(registered<InstanceInfoRecord>(0).layout->portCount, 3u);
   const auto &parameters = registered<ParameterRecord>(3);
   EXPECT_TRUE(parameters.settings == &settings() && parameters.set == nullptr && parameters.get == nullptr);
@@ -126,10 +94,7 @@ TEST_F(FlashModuleTest, BlendsByAlphaInBothFormats) {
   TestImage grey(16, 16, kPixelFormatPlanar8), greyOut(16, 16, kPixelFormatPlanar8);
   grey.fill([](uint32_t x, uint32_t y) { return y * 16 + x; });
   host.deliverImage(0, grey);
-  host.log.clear();
-  request = host.outputRequest(greyOut);
-  HostEvent event = FakeHost::event(&request);
-  ASSERT_EQ(host.send(kRenderOutput, &event), 1u);
+  ASSERT_EQ(ModuleTest::render(greyOut), 1u);
   const FlashTable table = PhaseFlashTable(0);  // the second frame's
   for (const uint32_t v : {0u, 1u, 100u, 255u})
     EXPECT_EQ(greyOut.pixel(v % 16, v / 16), (v * (256 - v + table[v])) >> 8) << v;
@@ -141,11 +106,10 @@ TEST_F(FlashModuleTest, RequestsAndCancelsOnlyTheImage) {
     host.requestResults[0] = answer;
     host.log.clear();
     request = host.outputRequest(output);
-    HostEvent event = FakeHost::event(&request);
-    ASSERT_EQ(host.send(kOutputRequested, &event), 1u);
+    ASSERT_EQ(send(kOutputRequested), 1u);
     EXPECT_EQ(host.log.named("RequestInput").size(), 1u);
     EXPECT_EQ(host.log.named("RequestInput")[0].args[0], 0u);
-    ASSERT_EQ(host.send(kRequestCancelled, &event), 1u);
+    ASSERT_EQ(send(kRequestCancelled), 1u);
     EXPECT_EQ(host.log.named("CancelInput").size(), 1u);
     EXPECT_EQ(host.log.named("CancelInput")[0].args, (Args{0, 0, Ptr(&request)}));
   }
@@ -203,4 +167,4 @@ TEST_F(FlashModuleTest, PanelShowsTheFlagAndStoresItOnlyOnOK) {
 }
 
 }  // namespace
-}  // namespace tessivo
+}  // namespace tessivo::test

@@ -6,52 +6,33 @@
 #include <tuple>
 #include <vector>
 
-#include "tessivo/frame/module_codes.h"
-#include "tessivo/test/fake_host.h"
+#include "../module_test_support.h"
 
-namespace tessivo {
+namespace tessivo::test {
 namespace {
-
-using test::FakeHost;
-using test::TestImage;
-using Strings = std::vector<std::string>;
-using Args = std::vector<uintptr_t>;
-
-uintptr_t Ptr(const void *pointer) { return reinterpret_cast<uintptr_t>(pointer); }
 
 constexpr float kNone = -12345.0f;  // a controller that delivers nothing
 
-class IrisationModuleTest : public testing::Test {
+class IrisationModuleTest : public ModuleTest<kIrisationCode> {
  protected:
   void SetUp() override {
-    host.load();
-    ASSERT_EQ(host.create(kIrisationCode), 1u);
+    ModuleTest::SetUp();
     input.fill([](uint32_t x, uint32_t y) { return 0x01000000u * (y + 1) + 0x00010101u * (x + 1) * 2; });
     host.deliverImage(0, input);
-  }
-  void TearDown() override { host.destroy(), host.unload(); }
-
-  void enable() {
-    host.requestResults[1] = 0;  // nothing can deliver On/Off, so the module runs
-    HostEvent event = FakeHost::event(nullptr);
-    host.send(kInputsConnected, &event);
   }
   uint32_t render(float x, float y) {
     x == kNone ? host.deliverNothing(2) : host.deliverControl(2, x);
     y == kNone ? host.deliverNothing(3) : host.deliverControl(3, y);
-    host.log.clear();
-    request = host.outputRequest(output);
-    HostEvent event = FakeHost::event(&request);
-    return host.send(kRenderOutput, &event);
+    return ModuleTest::render(output);
   }
   // The output against the fringe written out for displacements s and t.
   void expectFringe(int64_t s, int64_t t) {
     const auto at = [&](int64_t x, int64_t y, uint32_t mask) {
-      const bool inside = x >= 0 && y >= 0 && x < 100 && y < 6;
+      const bool inside = x >= 0 && y >= 0 && x < input.width() && y < input.height();
       return inside ? input.pixel(static_cast<uint32_t>(x), static_cast<uint32_t>(y)) & mask : 0u;
     };
-    for (uint32_t y = 0; y < 6; ++y)
-      for (uint32_t x = 0; x < 100; ++x) {
+    for (uint32_t y = 0; y < input.height(); ++y)
+      for (uint32_t x = 0; x < input.width(); ++x) {
         const uint32_t expected = at(x, y, 0xFF00FF00u) | at(x - s, y - t, 0x00FF0000u) | at(x + s, y + t, 0xFFu);
         ASSERT_EQ(output.pixel(x, y), expected) << "s " << s << " t " << t << " at " << x << "," << y;
       }
@@ -62,17 +43,12 @@ class IrisationModuleTest : public testing::Test {
     EXPECT_EQ(host.log.count("LockImage"), 0u);
   }
 
-  FakeHost host;
-  TestImage input{100, 6, kPixelFormatARGB8888}, output{100, 6, kPixelFormatARGB8888};
-  ValueRecord request{};
+  TestImage input{101, 7, kPixelFormatARGB8888}, output{101, 7, kPixelFormatARGB8888};  // halves 50 and 3
 };
 
 TEST_F(IrisationModuleTest, RegistersOnlyItsInstanceInfo) {
-  const auto records = host.registeredRecords();
-  ASSERT_EQ(records.size(), 1u);
-  EXPECT_EQ(std::tuple(records[0]->kind, records[0]->owner, records[0]->version, records[0]->count),
-            std::tuple(FourCC("iinf"), kIrisationCode, uint16_t{1}, uint16_t{1}));
-  EXPECT_EQ(reinterpret_cast<const InstanceInfoRecord *>(records[0])->layout->portCount, 5u);
+  EXPECT_EQ(recordKeys(), (std::vector<RecordKey>{{FourCC("iinf"), kIrisationCode, 1, 1}}));
+  EXPECT_EQ(registered<InstanceInfoRecord>(0).layout->portCount, 5u);
   EXPECT_EQ(host.classRecord.descriptor->code, kIrisationCode);
 }
 
@@ -99,10 +75,7 @@ TEST_F(IrisationModuleTest, ControllersAndTheirDefaults) {
     expectFringe(c.s, c.t);
   }
   host.deliverNothing(2), host.deliverEmptyControl(3);  // present without a value: absent, the default stays
-  host.log.clear();
-  request = host.outputRequest(output);
-  HostEvent event = FakeHost::event(&request);
-  ASSERT_EQ(host.send(kRenderOutput, &event), 1u);
+  ASSERT_EQ(ModuleTest::render(output), 1u);
   expectFringe(25, 0);
 }
 
@@ -114,8 +87,8 @@ TEST_F(IrisationModuleTest, WildControllerValuesStayInsideTheImage) {
   const struct {
     float x, y;
     int64_t s, t;
-  } cases[] = {{1e30f, kNone, 100, 0}, {-inf, kNone, -100, 0}, {inf, -inf, 100, -6}, {kNone, 1e9f, 0, 6},
-               {nan, 1.0f, 0, 3},      {nan, nan, 0, 0},        {3.0f, -2.0f, 100, -6}};
+  } cases[] = {{1e30f, kNone, 101, 0}, {-inf, kNone, -101, 0}, {inf, -inf, 101, -7}, {kNone, 1e9f, 0, 7},
+               {nan, 1.0f, 0, 3},      {nan, nan, 0, 0},        {3.0f, -2.0f, 101, -7}};
   for (const auto &c : cases) {
     ASSERT_EQ(render(c.x, c.y), 1u) << c.x << "," << c.y;
     expectFringe(c.s, c.t);
@@ -136,10 +109,10 @@ TEST_F(IrisationModuleTest, CopiesWithTheOutputsDescriptor) {
   ASSERT_EQ(render(kNone, 0.5f), 1u);  // the asymmetry: Y at its middle alone is a copy
   expectCopyWithTheOutputsDescriptor();
 
-  output.reshape(100, 6, kPixelFormatPlanar8);
+  output.reshape(101, 7, kPixelFormatPlanar8);
   ASSERT_EQ(render(0.9f, 0.9f), 1u);
   expectCopyWithTheOutputsDescriptor();
-  output.reshape(100, 6, 7);
+  output.reshape(101, 7, 7);
   ASSERT_EQ(render(0.9f, 0.9f), 1u);
   EXPECT_EQ(host.log.functions(), (Strings{"ReadInput", "ReadInput", "ReadInput", "CreateImage", "LockImage"}));
   EXPECT_EQ(output.pixel(0, 0), 0u);
@@ -166,13 +139,12 @@ TEST_F(IrisationModuleTest, FailsWithoutWritingWhenAPieceIsMissing) {
 TEST_F(IrisationModuleTest, RequestsTheControllersOnlyAfterTheImage) {
   output.descriptor().time = 3.25;
   request = host.outputRequest(output);
-  HostEvent event = FakeHost::event(&request);
   host.requestResults[0] = 0;
-  ASSERT_EQ(host.send(kOutputRequested, &event), 1u);
+  ASSERT_EQ(send(kOutputRequested), 1u);
   EXPECT_EQ(host.log.count("RequestInput"), 1u);
   host.requestResults[0] = 1;
   host.log.clear();
-  ASSERT_EQ(host.send(kOutputRequested, &event), 1u);
+  ASSERT_EQ(send(kOutputRequested), 1u);
   const auto requests = host.log.named("RequestInput");
   ASSERT_EQ(requests.size(), 3u);
   EXPECT_EQ(requests[0].args, (Args{0, 0, Ptr(&request), request.stamp, FourCC("imag"), Ptr(request.parameter)}));
@@ -182,7 +154,7 @@ TEST_F(IrisationModuleTest, RequestsTheControllersOnlyAfterTheImage) {
     EXPECT_EQ(requests[i].reals, std::vector<double>{3.25});
   }
   host.log.clear();
-  ASSERT_EQ(host.send(kRequestCancelled, &event), 1u);
+  ASSERT_EQ(send(kRequestCancelled), 1u);
   const auto cancels = host.log.named("CancelInput");
   ASSERT_EQ(cancels.size(), 3u);
   EXPECT_EQ((std::vector{cancels[0].args, cancels[1].args, cancels[2].args}),
@@ -190,4 +162,4 @@ TEST_F(IrisationModuleTest, RequestsTheControllersOnlyAfterTheImage) {
 }
 
 }  // namespace
-}  // namespace tessivo
+}  // namespace tessivo::test
