@@ -1,6 +1,7 @@
 // The table of the bundle's modules: one row per class code.
 #include <new>
 
+#include "blur/blur_module.h"
 #include "diffusion/diffusion_module.h"
 #include "emboss/emboss_module.h"
 #include "fader/fader_module.h"
@@ -29,6 +30,7 @@ ModuleInstance *Construct(HostCall *call, ModuleClassRecord *classRecord, Bitmap
 
 // Keep the rows in the order of the codes.
 constexpr ModuleEntry kModules[] = {
+    {kBlurCode, &Construct<BlurModule>},
     {kDiffusionCode, &Construct<DiffusionModule>},
     {kEmbossCode, &Construct<EmbossModule>},
     {kFaderCode, &Construct<FaderModule>},

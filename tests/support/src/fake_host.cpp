@@ -47,7 +47,7 @@ bool SetVImagePresent(bool present) {
 uint32_t FakeHost::load() {
   if (!SetVImagePresent(withVImage)) {
     std::fprintf(stderr, "cannot make the vImage library %s\n", withVImage ? "present" : "absent");
-    std::abort();
+    return 0;
   }
   return send(kPluginLoad, &pluginRecord);
 }

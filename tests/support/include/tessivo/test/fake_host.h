@@ -73,7 +73,8 @@ class FakeHost {
   // Sends a message with the given target through the bundle's ModuleMain.
   uint32_t send(int32_t message, void *target);
   // PluginLoad, with the vImage library loaded globally beforehand, or
-  // unloaded, as withVImage says (the bundle looks it up at load).
+  // unloaded, as withVImage says (the bundle looks it up at load); 0 without
+  // PluginLoad when that cannot be done (a bundle still loaded holds the library).
   uint32_t load();
   // Unload and destroy clear the call's slot afterwards, as a host does (the bundle leaves it).
   uint32_t unload();
