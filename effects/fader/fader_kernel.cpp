@@ -111,23 +111,25 @@ void FadeArgb(const FadeImage &image, uint32_t color, uint32_t weight) {
     const size_t shift = std::endian::native == std::endian::little ? 8 * channel : 24 - 8 * channel;
     pattern.set(byte, weight * ((color >> shift) & 0xFFu));
   }
-  const auto *sourceRow = static_cast<const uint32_t *>(image.source);
-  auto *destinationRow = static_cast<uint32_t *>(image.destination);
-  const size_t sourceStride = image.sourceRowBytes >> 2;
-  const size_t destinationStride = image.destinationRowBytes >> 2;
+  // Byte pointers and memcpy: a host's rows need not be 4-byte aligned.
+  const auto *sourceRow = static_cast<const uint8_t *>(image.source);
+  auto *destinationRow = static_cast<uint8_t *>(image.destination);
+  // Rows step by whole pixels: row bytes rounded down to a multiple of 4.
+  const size_t sourceStride = image.sourceRowBytes & ~3u;
+  const size_t destinationStride = image.destinationRowBytes & ~3u;
   for (uint32_t y = 0; y < image.height; ++y) {
     if (FitsSixteenBits(weight)) {
-      FadeBytes(reinterpret_cast<const uint8_t *>(sourceRow), reinterpret_cast<uint8_t *>(destinationRow),
-                size_t{image.width} * 4, SplitKeep(keep), pattern);
+      FadeBytes(sourceRow, destinationRow, size_t{image.width} * 4, SplitKeep(keep), pattern);
     } else {
       for (uint32_t x = 0; x < image.width; ++x) {
-        const uint32_t s = sourceRow[x];
+        uint32_t s = 0;
+        std::memcpy(&s, sourceRow + size_t{x} * 4, sizeof s);
         uint32_t result = 0;
         for (uint32_t shift = 0; shift < 32; shift += 8) {
           const uint32_t towardChannel = weight * ((color >> shift) & 0xFFu);
           result |= (((towardChannel + keep * ((s >> shift) & 0xFFu)) >> 16) & 0xFFu) << shift;
         }
-        destinationRow[x] = result;
+        std::memcpy(destinationRow + size_t{x} * 4, &result, sizeof result);
       }
     }
     sourceRow += sourceStride;

@@ -45,7 +45,7 @@ uint32_t FaderModule::requestInputs(HostCall *call, void *target) {
     return 0;
   }
   RequestImage(call, kImagePort, request);
-  RequestControl(call, kFadePort, *request, &requestTime_);
+  RequestControl(call, kFadePort, *request, requestTimes_.next());
   return 1;
 }
 

@@ -4,6 +4,7 @@
 
 #include "fader_settings.h"
 
+#include "tessivo/frame/host_api.h"
 #include "tessivo/frame/module_instance.h"
 
 namespace tessivo {
@@ -23,7 +24,7 @@ class FaderModule : public ModuleInstance {
   InstanceInfoRecord infoRecord_;
   SettingsDialogRecord dialogRecord_;
   SettingsSaveRecord saveRecord_;
-  double requestTime_ = 0.0;  // the time the Fade input's request points at
+  RequestTimeSlots requestTimes_;  // the times the Fade input's requests point at
 };
 
 }  // namespace tessivo

@@ -26,6 +26,8 @@ uint32_t ModuleInstance::onMessage3302(HostCall * /*call*/, void * /*target*/) {
 
 // Requests the On/Off value. A host that cannot place the request (nothing
 // is connected) gets a module that runs; otherwise it waits for the value.
+// The request and its scratch live on this stack: RequestInput must be done
+// with them when it returns.
 uint32_t ModuleInstance::probeEnableInput(HostCall *call, void * /*target*/) {
   HostPortApi *api = call != nullptr ? call->portApi : nullptr;
   if (api == nullptr || api->RequestInput == nullptr) {

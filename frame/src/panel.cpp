@@ -59,14 +59,15 @@ bool Panel::addButton(const char *label, int32_t x, int32_t y, int32_t width, in
 bool Panel::run(bool checkOnOK) {
   if (dialog_ == nullptr || table_->NextHitItem == nullptr) return false;
   if (table_->ShowDialog != nullptr) table_->ShowDialog(table_->cookie, dialog_);
-  for (;;) {
+  for (int32_t hits = 0; hits < kMaxPanelHits; ++hits) {
     const int32_t item = table_->NextHitItem(table_->cookie, dialog_);
-    if (item == kPanelItemCancel) return false;
+    if (item == kPanelItemCancel || item < 0) return false;  // a negative item is the host's error
     if (item != kPanelItemOK) continue;  // other controls are read at the end
     const bool acceptable =
         !checkOnOK || table_->CheckDialog == nullptr || table_->CheckDialog(table_->cookie, dialog_) == 0;
     if (acceptable) return true;
   }
+  return false;  // a host that never answers OK or Cancel
 }
 
 int64_t Panel::value(PanelControl *control) const {

@@ -172,6 +172,21 @@ TEST(Panel, RunsUntilOkOrCancelAndReportsFailedControls) {
   EXPECT_EQ(cancelled.model().hitItems, (std::vector<int32_t>{3, 2}));
   EXPECT_EQ(cancelled.model().closeCalls, 1u);  // the destructor closes an open panel
 
+  // A host that answers only other items, or an error, loses the panel, closed with false.
+  ScriptedPanel stubborn;
+  PanelTable table = *stubborn.table();
+  static int32_t answer;
+  static int64_t calls;  // ten million other items before OK: far more than any panel waits for
+  table.NextHitItem = [](void *, PanelDialog *) { return ++calls > 10'000'000 ? int32_t{kPanelItemOK} : answer; };
+  for (const int32_t item : {7, -1}) {
+    answer = item, calls = 0;
+    {
+      Panel panel(&table, nullptr, 10, 10);
+      EXPECT_FALSE(panel.run()) << item;
+    }
+    EXPECT_TRUE(stubborn.model().closeCalls == 1u && (item > 0 || calls == 1)) << item;
+  }
+
   ScriptedPanel refusing;
   refusing.failDialogCreation();
   Panel none(refusing.table(), nullptr, 10, 10);

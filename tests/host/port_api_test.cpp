@@ -1,6 +1,7 @@
 #include "host_test_support.h"
 #include "tessivo/host/instance.h"
 
+#include <cstring>
 #include <thread>
 
 namespace tessivo::host {
@@ -24,6 +25,13 @@ class WrongSizeImage : public InputSource {
   uint32_t valueType() const override { return FourCC("imag"); }
   std::string describe() const override { return "wrong size"; }
   InputValue read(const InputRequest&) override { return InputValue{std::make_shared<Image>(1, 1, kGrey8), {}, {}}; }
+};
+
+class OnOff : public InputSource {
+ public:
+  uint32_t valueType() const override { return FourCC("ddes"); }
+  std::string describe() const override { return "on"; }
+  InputValue read(const InputRequest&) override { return InputValue{nullptr, std::nullopt, true}; }
 };
 
 // Runs on both delivery modes: synchronous and on the host's own thread.
@@ -87,6 +95,20 @@ TEST_P(PortApiTest, ReadsDeliverWhatWasRequestedOnTheChosenThread) {
   ImageDescriptor want{};
   want.width = want.height = 8, want.pixelFormat = kGrey8;
   EXPECT_TRUE(request(0, FourCC("imag"), &want) != 0u && read(0) == nullptr);
+}
+
+// A request may live on the module's stack, as the On/Off probe's does: the
+// host serves it from its own copy, never through the module's record or scratch.
+TEST_P(PortApiTest, ARequestsRecordMayGoOnceItIsPlaced) {
+  fader->setInput(1, std::make_shared<OnOff>());
+  uint64_t scratch = 0;
+  ValueRecord placed{};
+  placed.type = FourCC("ddes"), placed.parameter = &scratch;
+  ASSERT_NE(api->RequestInput(api->cookie, 1, 0, &placed), 0u);
+  std::memset(&placed, 0xEE, sizeof placed);  // the caller's frame is gone
+  const void* value = read(1);
+  ASSERT_NE(value, nullptr);
+  EXPECT_EQ(std::pair(*static_cast<const uint32_t*>(value), scratch), std::pair(1u, uint64_t{0}));
 }
 
 INSTANTIATE_TEST_SUITE_P(Delivery, PortApiTest, ::testing::Values(false, true),

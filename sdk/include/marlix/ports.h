@@ -69,7 +69,11 @@ MARLIX_CHECK_OFFSET(HostEvent, value, 17 * 8);
 
 typedef uint32_t (*RegisterRecordFn)(void *cookie, const void *record);
 typedef uint32_t (*CurrentStampFn)(void *cookie);
-/* Non-zero when the host placed the request; 0 when the port cannot deliver. */
+/* Non-zero when the host placed the request; 0 when the port cannot deliver.
+ * The request and what its parameter points at may live on the caller's stack
+ * (the On/Off probe's do) and are gone once the call returns: the host copies
+ * what it needs and writes whatever it answers there before it returns, and
+ * keeps no pointer into them. */
 typedef uint32_t (*RequestInputFn)(void *cookie, uint32_t port, uint32_t zero, ValueRecord *request);
 /* Fills the record; sets *done (now or later, from any thread) and *present. */
 typedef uint32_t (*ReadInputFn)(void *cookie, uint32_t port, uint32_t zero, ValueRecord *record,

@@ -32,47 +32,52 @@ uint32_t DirectArgbFade(uint32_t s, uint32_t c, float amount) {
 
 // A frame whose rows are padded like a host's; padding is filled too, so a
 // kernel that strays into it is caught. ARGB rows step by whole pixels, so an
-// odd row-byte count is rounded down.
+// odd row-byte count is rounded down. The pixels may start `offset` bytes
+// into the buffer, off any word boundary.
 struct Frame {
-  uint32_t width, height, rowBytes, pixelBytes;
+  uint32_t width, height, rowBytes, pixelBytes, offset;
   std::vector<uint8_t> bytes;
 
-  Frame(uint32_t w, uint32_t h, uint32_t pixelBytesIn, uint32_t padding, uint32_t seed)
-      : width(w), height(h), rowBytes(w * pixelBytesIn + padding), pixelBytes(pixelBytesIn), bytes(rowBytes * h) {
+  Frame(uint32_t w, uint32_t h, uint32_t pixelBytesIn, uint32_t padding, uint32_t seed, uint32_t offsetIn = 0)
+      : width(w), height(h), rowBytes(w * pixelBytesIn + padding), pixelBytes(pixelBytesIn), offset(offsetIn),
+        bytes(rowBytes * h + offsetIn) {
     std::mt19937 random(seed);
     for (uint8_t &byte : bytes) byte = static_cast<uint8_t>(random());
   }
   uint32_t stride() const { return pixelBytes == 4 ? rowBytes & ~3u : rowBytes; }
   uint32_t pixel(uint32_t x, uint32_t y) const {
     uint32_t value = 0;
-    std::memcpy(&value, &bytes[y * stride() + x * pixelBytes], pixelBytes);
+    std::memcpy(&value, &bytes[offset + y * stride() + x * pixelBytes], pixelBytes);
     return value;
   }
 };
 
 FadeImage Describe(const Frame &source, Frame &destination, uint32_t format) {
-  return {source.bytes.data(), source.rowBytes, destination.bytes.data(), destination.rowBytes,
-          destination.width, destination.height, format};
+  return {source.bytes.data() + source.offset, source.rowBytes, destination.bytes.data() + destination.offset,
+          destination.rowBytes, destination.width, destination.height, format};
 }
 
 class FadeKernelMatchesDefinition : public testing::TestWithParam<std::tuple<uint32_t, float, uint32_t>> {};
 
-// Every pixel against the direct definition, and the destination's padding untouched.
+// Every pixel against the direct definition, and the destination's padding
+// untouched; on word-aligned buffers and on buffers that start off a word.
 TEST_P(FadeKernelMatchesDefinition, OnPaddedRandomFrames) {
   const auto [format, amount, color] = GetParam();
   const uint32_t pixelBytes = format == 0 ? 1 : 4;
-  // Different paddings for source and destination; odd widths leave vector tails.
-  const Frame source(67, 9, pixelBytes, 13, 1), before(67, 9, pixelBytes, 22, 2);
-  Frame after = before;
-  Fade(Describe(source, after, format), color, amount);
-  for (uint32_t y = 0; y < after.height; ++y) {
-    for (uint32_t x = 0; x < after.width; ++x) {
-      const uint32_t s = source.pixel(x, y);
-      ASSERT_EQ(after.pixel(x, y), format == 0 ? DirectGreyFade(static_cast<uint8_t>(s), color, amount)
-                                               : DirectArgbFade(s, color, amount)) << x << "," << y;
+  for (const uint32_t offset : {0u, 1u}) {
+    // Different paddings for source and destination; odd widths leave vector tails.
+    const Frame source(67, 9, pixelBytes, 13, 1, offset), before(67, 9, pixelBytes, 22, 2, 3 * offset);
+    Frame after = before;
+    Fade(Describe(source, after, format), color, amount);
+    for (uint32_t y = 0; y < after.height; ++y) {
+      for (uint32_t x = 0; x < after.width; ++x) {
+        const uint32_t s = source.pixel(x, y);
+        ASSERT_EQ(after.pixel(x, y), format == 0 ? DirectGreyFade(static_cast<uint8_t>(s), color, amount)
+                                                 : DirectArgbFade(s, color, amount)) << x << "," << y << "+" << offset;
+      }
+      for (uint32_t i = y * after.stride() + after.width * pixelBytes; i < (y + 1) * after.stride(); ++i)
+        ASSERT_EQ(after.bytes[after.offset + i], before.bytes[after.offset + i]) << "padding of row " << y;
     }
-    for (uint32_t i = y * after.stride() + after.width * pixelBytes; i < (y + 1) * after.stride(); ++i)
-      ASSERT_EQ(after.bytes[i], before.bytes[i]) << "padding of row " << y;
   }
 }
 

@@ -157,6 +157,13 @@ TEST_F(FaderModuleTest, RequestsTheImageAsIsAndTheFadeAtTheRequestTime) {
   EXPECT_EQ((Args{requests[1].args[0], requests[1].args[3], requests[1].args[4]}),
             (Args{2, request.stamp, FourCC("ctrl")}));
   EXPECT_EQ(requests[1].reals, std::vector<double>{12.5});
+  // A second request keeps its own time; the first one's still reads as placed.
+  output.descriptor().time = 20.0;
+  ValueRecord second = host.outputRequest(output);
+  HostEvent secondEvent = FakeHost::event(&second);
+  ASSERT_EQ(host.send(kOutputRequested, &secondEvent), 1u);
+  const auto time = [](const test::LoggedCall &call) { return *reinterpret_cast<const double *>(call.args[5]); };
+  EXPECT_EQ(std::pair(time(requests[1]), time(host.log.named("RequestInput")[3])), std::pair(12.5, 20.0));
 
   host.log.clear();
   ASSERT_EQ(host.send(kRequestCancelled, &event), 1u);

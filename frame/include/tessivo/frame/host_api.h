@@ -4,6 +4,7 @@
 
 #include <marlix/marlix.h>
 
+#include <cstddef>
 #include <cstdint>
 #include <initializer_list>
 #include <optional>
@@ -23,6 +24,25 @@ uint32_t RequestImage(HostCall *call, uint32_t port, ValueRecord *request);
 // Requests a controller input with a 'ctrl' copy of the request whose parameter
 // points to timeSlot, set to the request's time. timeSlot must outlive the call.
 uint32_t RequestControl(HostCall *call, uint32_t port, const ValueRecord &request, double *timeSlot);
+// Where the times of a module's controller requests live. A host may read a
+// request's time (through its parameter) after later requests were placed,
+// so each request takes its own slot, in turn; a slot is reused only after
+// kSlots newer requests. One per instance; give every controller request
+// derived from one output request the same slot.
+class RequestTimeSlots {
+ public:
+  static constexpr size_t kSlots = 16;
+  double *next() {
+    double *slot = &times_[next_];
+    next_ = (next_ + 1) % kSlots;
+    return slot;
+  }
+
+ private:
+  double times_[kSlots] = {};
+  size_t next_ = 0;
+};
+
 // Withdraws the requests derived from request on each port, in order.
 void CancelPorts(HostCall *call, ValueRecord *request, std::initializer_list<uint32_t> ports);
 

@@ -18,6 +18,8 @@ struct PopupEntry {
 
 class Panel {
  public:
+  static constexpr int32_t kMaxPanelHits = 1 << 16;
+
   // Creates the dialog at the host's default position; false when it cannot.
   Panel(const PanelTable *table, void *owner, int32_t width, int32_t height);
   ~Panel();  // closes the dialog if it is still open
@@ -38,7 +40,8 @@ class Panel {
 
   // Shows the panel and takes hit items until OK (true) or Cancel (false).
   // With checkOnOK, OK counts only once the host's dialog check answers 0.
-  // The controls stay readable until close().
+  // A negative item (the host's error), or kMaxPanelHits items without OK or
+  // Cancel, also gives false. The controls stay readable until close().
   bool run(bool checkOnOK = false);
   int64_t value(PanelControl *control) const;
   void close();
