@@ -7,6 +7,7 @@
 #include "fader/fader_module.h"
 #include "flash/flash_module.h"
 #include "irisation/irisation_module.h"
+#include "jishin/jishin_module.h"
 #include "kagami/kagami_module.h"
 #include "pixxicato/pixxicato_module.h"
 #include "stripizator/stripizator_module.h"
@@ -36,6 +37,7 @@ constexpr ModuleEntry kModules[] = {
     {kFaderCode, &Construct<FaderModule>},
     {kFlashCode, &Construct<FlashModule>},
     {kIrisationCode, &Construct<IrisationModule>},
+    {kJishinCode, &Construct<JishinModule>},
     {kKagamiCode, &Construct<KagamiModule>},
     {kPixxicatoCode, &Construct<PixxicatoModule>},
     {kStripizatorCode, &Construct<StripizatorModule>},

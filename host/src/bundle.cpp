@@ -56,7 +56,22 @@ void Bundle::open(const std::string& path, const LoadOptions& options) {
   if (library_ == nullptr) throw HostError(fmt::format("cannot load bundle {}: {}", path, dlErrorText()));
   moduleMain_ = reinterpret_cast<ModuleMainFn>(dlsym(library_, "ModuleMain"));
   if (moduleMain_ == nullptr) throw HostError(fmt::format("bundle {} has no ModuleMain", path));
+  start();
+}
 
+std::unique_ptr<Bundle> Bundle::linked(ModuleMainFn moduleMain, const LoadOptions& options) {
+  if (moduleMain == nullptr) throw HostError("no ModuleMain to run");
+  std::unique_ptr<Bundle> bundle(new Bundle());
+  bundle->path_ = "(linked)";
+  bundle->options_ = options;
+  bundle->moduleMain_ = moduleMain;
+  bundle->start();
+  return bundle;
+}
+
+// Sends PluginLoad and reads what the bundle hands over.
+void Bundle::start() {
+  const std::string& path = path_;
   hostTable_.cookie = this;
   hostTable_.RegisterGlobalInfo = &Bundle::registerGlobalInfo;
   loadCall_ = HostCall{};

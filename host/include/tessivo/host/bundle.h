@@ -44,6 +44,9 @@ class Bundle {
  public:
   // Throws HostError when the library cannot be opened, has no ModuleMain, or refuses PluginLoad.
   static std::unique_ptr<Bundle> load(const std::string& path, const LoadOptions& options = {});
+  // A bundle linked into the running program, reached through its ModuleMain
+  // (tests that watch the bundle's own state). withVImage is ignored.
+  static std::unique_ptr<Bundle> linked(ModuleMainFn moduleMain, const LoadOptions& options = {});
   // The bundle beside the running program (<exe dir>/../lib/libtessivo.so or
   // <exe dir>/libtessivo.so), or $TESSIVO_BUNDLE when set.
   static std::string defaultPath();
@@ -82,6 +85,7 @@ class Bundle {
  private:
   Bundle() = default;
   void open(const std::string& path, const LoadOptions& options);
+  void start();
   void readRegistry(const ModuleRegistry* registry);
   static uint32_t registerGlobalInfo(void* cookie, GlobalInfo* info, PluginRecord* plugin) noexcept;
 
