@@ -9,6 +9,7 @@
 #include "irisation/irisation_module.h"
 #include "jishin/jishin_module.h"
 #include "kagami/kagami_module.h"
+#include "linalize/linalize_module.h"
 #include "pixxicato/pixxicato_module.h"
 #include "stripizator/stripizator_module.h"
 #include "tessivo/frame/module_codes.h"
@@ -39,6 +40,7 @@ constexpr ModuleEntry kModules[] = {
     {kIrisationCode, &Construct<IrisationModule>},
     {kJishinCode, &Construct<JishinModule>},
     {kKagamiCode, &Construct<KagamiModule>},
+    {kLinalizeCode, &Construct<LinalizeModule>},
     {kPixxicatoCode, &Construct<PixxicatoModule>},
     {kStripizatorCode, &Construct<StripizatorModule>},
 };
