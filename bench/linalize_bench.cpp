@@ -3,6 +3,7 @@
 
 #include <marlix/ports.h>
 
+#include <algorithm>
 #include <memory>
 
 #include "tessivo/frame/random.h"

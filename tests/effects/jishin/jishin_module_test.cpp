@@ -181,8 +181,11 @@ TEST_F(JishinModuleTest, CopiesWithoutDrawingWhenThereIsNoShake) {
 // trunc(0.40181 * 37 + 1) = 15; "Always" at the same time keeps range 38.
 TEST_F(JishinModuleTest, RealisticModeTakesTheFrameTime) {
   connectStill(host::kGrey8);
-  graph->connect(graph->addConstant(4.0f), jishin, 2);
-  for (const auto &[mode, range] : std::vector<std::pair<int32_t, int32_t>>{{1, 15}, {0, 38}, {7, 38}}) {
+  const host::NodeId strength = graph->addConstant(4.0f);
+  graph->connect(strength, jishin, 2);
+  // Without a Strength input the strength is 0.5: range trunc(0.125 * 37 + 1) = 5.
+  for (const auto &[mode, range] : std::vector<std::pair<int32_t, int32_t>>{{1, 15}, {0, 38}, {7, 38}, {0, 5}}) {
+    if (range == 5) graph->disconnect(jishin, 2);
     settings().mode = mode;
     for (int frame = 0; frame < 8; ++frame) {
       test::DirectRandom direct{CurrentRandomSeed()};
