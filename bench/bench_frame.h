@@ -35,7 +35,8 @@ std::string FrameLabel(uint32_t pixelFormat);
 // runs the timed loop.
 void RegisterForBothFormats(const std::string &what, std::function<void(benchmark::State &, uint32_t)> body);
 
-// The name under which what's OpenCV counterpart is registered.
+// The name under which what's OpenCV counterpart is registered (see
+// ffmpeg_peer.h for ffmpeg's).
 std::string OpenCvName(const std::string &what);
 
 // Sets the bytes-processed counter for one destination frame per iteration.

@@ -1,13 +1,17 @@
-// Runs every registered benchmark, then prints each one's time as a multiple
-// of the memcpy of the same frame format measured in the same run.
+// Runs every registered benchmark, then prints one table (module, mode,
+// format, ns per pixel, and the time as a multiple of the memcpy of the same
+// frame format and of each peer measured in the same run) followed by one
+// ratio line per kernel. Times are CPU times: every kernel runs on one
+// thread, and on a shared machine the CPU time of that thread is steadier
+// than the wall clock.
 #include "bench_frame.h"
+#include "ffmpeg_peer.h"
 
 #include <cstdio>
 #include <cstring>
 #include <map>
 #include <string>
-
-#include <unistd.h>
+#include <vector>
 
 #ifdef TESSIVO_BENCH_OPENCV
 #include <opencv2/core.hpp>
@@ -32,36 +36,85 @@ void CopyFrame(benchmark::State &state, uint32_t format) {
   CountFrames(state, destination);
 }
 
-// Keeps the console output and remembers each run's real time by name.
-class RatioReporter : public benchmark::ConsoleReporter {
+// "blur-h r=10" is module "blur", mode "h r=10"; "fader" has no mode.
+std::pair<std::string, std::string> ModuleAndMode(const std::string &what) {
+  const size_t cut = what.find_first_of(" -");
+  if (cut == std::string::npos) return {what, "-"};
+  return {what.substr(0, cut), what.substr(cut + 1)};
+}
+
+// Prints one progress line per benchmark on stderr and remembers each run's
+// CPU time in seconds by name.
+class TableReporter : public benchmark::BenchmarkReporter {
  public:
-  // Colours only on a terminal, so logs stay plain text.
-  RatioReporter() : ConsoleReporter(isatty(fileno(stdout)) ? OO_Defaults : OO_Tabular) {}
+  bool ReportContext(const Context &) override { return true; }
 
   void ReportRuns(const std::vector<Run> &runs) override {
-    ConsoleReporter::ReportRuns(runs);
     for (const Run &run : runs) {
-      if (run.run_type == Run::RT_Iteration && !run.error_occurred) times_[run.benchmark_name()] = run.GetAdjustedRealTime();
+      if (run.run_type != Run::RT_Iteration) continue;
+      if (run.error_occurred) {
+        std::fprintf(stderr, "%s: skipped (%s)\n", run.benchmark_name().c_str(), run.error_message.c_str());
+        continue;
+      }
+      const double seconds = run.GetAdjustedCPUTime() / benchmark::GetTimeUnitMultiplier(run.time_unit);
+      times_[run.benchmark_name()] = seconds;
+      std::fprintf(stderr, "%-48s %10.1f us  x%lld %s\n", run.benchmark_name().c_str(), seconds * 1e6,
+                   static_cast<long long>(run.iterations), run.report_label.c_str());
     }
   }
 
-  void printRatios() const {
-    std::printf("\n");
+  void printTable() const {
+    constexpr double kPixels = double{BenchFrame::kWidth} * BenchFrame::kHeight;
+    std::printf("%-12s %-22s %-8s %9s %9s %9s %9s\n", "module", "mode", "format", "ns/pixel", "x memcpy", "x OpenCV",
+                "x ffmpeg");
+    std::vector<std::string> lines;
     for (const auto &[name, time] : times_) {
       const size_t slash = name.find('/');
-      if (slash == std::string::npos || name.compare(0, slash, kBaseline) == 0) continue;
-      const auto baseline = times_.find(kBaseline + name.substr(slash));
-      if (baseline == times_.end() || baseline->second <= 0.0) continue;
-      std::printf("%s: %.2fx memcpy", name.c_str(), time / baseline->second);
-      const auto reference = times_.find(OpenCvName(name.substr(0, slash)) + name.substr(slash));
-      if (reference != times_.end() && reference->second > 0.0) {
-        std::printf(", %.2fx OpenCV", time / reference->second);
+      if (slash == std::string::npos || name.find('@') != std::string::npos) continue;
+      const std::string what = name.substr(0, slash), frame = name.substr(slash);
+      const std::string format = frame.substr(1, frame.find(' ') - 1);
+      const auto [module, mode] = ModuleAndMode(what);
+      std::printf("%-12s %-22s %-8s %9.3f", module.c_str(), mode.c_str(), format.c_str(), time * 1e9 / kPixels);
+      std::string line = name + ":";
+      const char *separator = " ";
+      const double baseline = timeOf(kBaseline + frame);
+      if (what == kBaseline || baseline <= 0.0) {
+        std::printf("\n");
+        continue;
+      }
+      std::printf(" %9.2f", time / baseline);
+      line += separator + Ratio(time / baseline, "memcpy");
+      separator = ", ";
+      const std::pair<const char *, std::string> peers[] = {{"OpenCV", OpenCvName(what) + frame},
+                                                            {"ffmpeg", FfmpegName(what) + frame}};
+      for (const auto &[peer, peerName] : peers) {
+        const double reference = timeOf(peerName);
+        if (reference > 0.0) {
+          std::printf(" %9.2f", time / reference);
+          line += separator + Ratio(time / reference, peer);
+        } else {
+          std::printf(" %9s", "-");
+        }
       }
       std::printf("\n");
+      lines.push_back(line);
     }
+    std::printf("\n");
+    for (const std::string &line : lines) std::printf("%s\n", line.c_str());
   }
 
  private:
+  static std::string Ratio(double ratio, const char *against) {
+    char text[64];
+    std::snprintf(text, sizeof text, "%.2fx %s", ratio, against);
+    return text;
+  }
+
+  double timeOf(const std::string &name) const {
+    const auto found = times_.find(name);
+    return found == times_.end() ? 0.0 : found->second;
+  }
+
   std::map<std::string, double> times_;
 };
 
@@ -75,11 +128,19 @@ int main(int argc, char **argv) {
   // The bundle starts no threads: compare with OpenCV on one thread too.
   cv::setNumThreads(1);
 #endif
-  benchmark::Initialize(&argc, argv);
-  if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
-  RatioReporter reporter;
+  // A short minimum time per benchmark keeps the whole run to a minute or
+  // two; --benchmark_min_time overrides it.
+  std::vector<char *> args(argv, argv + argc);
+  std::string minTime = "--benchmark_min_time=0.05";
+  bool given = false;
+  for (int i = 1; i < argc; ++i) given = given || std::strncmp(argv[i], "--benchmark_min_time", 20) == 0;
+  if (!given) args.insert(args.begin() + 1, minTime.data());
+  int count = static_cast<int>(args.size());
+  benchmark::Initialize(&count, args.data());
+  if (benchmark::ReportUnrecognizedArguments(count, args.data())) return 1;
+  TableReporter reporter;
   benchmark::RunSpecifiedBenchmarks(&reporter);
-  reporter.printRatios();
+  reporter.printTable();
   benchmark::Shutdown();
   return 0;
 }

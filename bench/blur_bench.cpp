@@ -1,4 +1,5 @@
 #include "bench_frame.h"
+#include "ffmpeg_peer.h"
 #include "blur/box_blur.h"
 
 #include <Accelerate/Accelerate.h>
@@ -25,6 +26,13 @@ constexpr struct {
 } kPasses[] = {{Pass::Horizontal, "blur-h"}, {Pass::Vertical, "blur-v"}, {Pass::TwoDimensional, "blur-2d"}};
 
 std::string Name(const char *what, uint32_t radius) { return std::string(what) + " r=" + std::to_string(radius); }
+
+// ffmpeg's box blur of radius r on every plane.
+std::string BoxBlurFilter(uint32_t r) {
+  const std::string radius = std::to_string(r);
+  return "boxblur=luma_radius=" + radius + ":luma_power=1:chroma_radius=" + radius +
+         ":chroma_power=1:alpha_radius=" + radius + ":alpha_power=1";
+}
 
 void RegisterSoftware() {
   for (const auto &pass : kPasses) {
@@ -96,7 +104,15 @@ void RegisterTent() {
   }
 }
 
-[[maybe_unused]] const bool kRegistered = (RegisterSoftware(), RegisterTent(), true);
+// ffmpeg's box blur takes one radius for both directions, so it is the peer
+// of the two-dimensional blur only (every plane blurred, alpha included).
+void RegisterFfmpegPeers() {
+  for (const uint32_t radius : kRadii) {
+    RegisterFfmpeg(Name("blur-2d", radius), [radius](uint32_t) { return BoxBlurFilter(radius); });
+  }
+}
+
+[[maybe_unused]] const bool kRegistered = (RegisterSoftware(), RegisterTent(), RegisterFfmpegPeers(), true);
 
 #ifdef TESSIVO_BENCH_OPENCV
 // cv::blur (a normalised cv::boxFilter) with the same windows and replicated

@@ -1,5 +1,6 @@
 #include "bench_frame.h"
 #include "flash/flash_kernel.h"
+#include "ffmpeg_peer.h"
 
 #ifdef TESSIVO_BENCH_OPENCV
 #include <opencv2/core.hpp>
@@ -25,6 +26,11 @@ void FlashFrame(benchmark::State &state, uint32_t format, bool blend) {
     (RegisterForBothFormats("flash", [](benchmark::State &state, uint32_t format) { FlashFrame(state, format, false); }),
      RegisterForBothFormats("flash blend",
                             [](benchmark::State &state, uint32_t format) { FlashFrame(state, format, true); }),
+     // ffmpeg's table lookups: lut on grey, lutrgb on every channel of BGRA.
+     RegisterFfmpeg("flash",
+                    [](uint32_t format) -> std::string {
+                      return format == 0 ? "lut=c0=negval" : "lutrgb=r=negval:g=negval:b=negval:a=negval";
+                    }),
      true);
 
 #ifdef TESSIVO_BENCH_OPENCV

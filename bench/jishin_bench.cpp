@@ -1,5 +1,6 @@
 #include "bench_frame.h"
 #include "jishin/jishin_kernel.h"
+#include "ffmpeg_peer.h"
 
 #include <cstring>
 #include <memory>
@@ -43,7 +44,19 @@ void ShakeFrame(benchmark::State &state, uint32_t format) {
   CountFrames(state, BenchFrame(format, 0));
 }
 
-[[maybe_unused]] const bool kRegistered = (RegisterForBothFormats("jishin", ShakeFrame), true);
+// ffmpeg's channel shift moving all four channels by the same offset (it
+// smears the uncovered edge where we clear it); it takes RGB formats only.
+std::string ShiftFilter(uint32_t format) {
+  if (format != 2) return "";
+  std::string shift;
+  for (const char *channel : {"r", "g", "b", "a"})
+    shift += std::string(shift.empty() ? "" : ":") + channel + "h=" + std::to_string(kOffset.dx) + ":" + channel +
+             "v=" + std::to_string(kOffset.dy);
+  return "rgbashift=" + shift;
+}
+
+[[maybe_unused]] const bool kRegistered =
+    (RegisterForBothFormats("jishin", ShakeFrame), RegisterFfmpeg("jishin", ShiftFilter), true);
 
 #ifdef TESSIVO_BENCH_OPENCV
 // The same move as an affine warp by a whole-pixel translation, nearest

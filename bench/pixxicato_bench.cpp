@@ -1,6 +1,8 @@
 #include "bench_frame.h"
 #include "pixxicato/pixxicato_kernel.h"
+#include "ffmpeg_peer.h"
 
+#include <algorithm>
 #include <string>
 
 #ifdef TESSIVO_BENCH_OPENCV
@@ -46,7 +48,36 @@ void Register() {
   }
 }
 
-[[maybe_unused]] const bool kRegistered = (Register(), true);
+// ffmpeg's nearest filters: pixelize (averaging each block) for the two
+// pixelation modes; a box blur of the nearest odd window for Mean; and for
+// Maximum and Minimum its 3 x 3 dilation and erosion, chained to reach a
+// window of 17 x 17 at f=1.0.
+std::string FfmpegFilter(uint32_t mode, float factor) {
+  const WindowSpan window = WindowSize(factor);
+  const uint32_t radius = (window.before + window.from) / 2;
+  std::string filter;
+  switch (mode) {
+    case kPixxicatoUpperLeft:
+    case kPixxicatoCenter:
+      return "pixelize=w=" + std::to_string(BlockSize(BenchFrame::kWidth, factor)) +
+             ":h=" + std::to_string(BlockSize(BenchFrame::kHeight, factor));
+    case kPixxicatoMean:
+      return "boxblur=luma_radius=" + std::to_string(radius) + ":luma_power=1:chroma_radius=" +
+             std::to_string(radius) + ":chroma_power=1:alpha_radius=" + std::to_string(radius) + ":alpha_power=1";
+    default:
+      for (uint32_t i = 0; i < std::max(1u, radius); ++i)
+        filter += std::string(i == 0 ? "" : ",") + (mode == kPixxicatoMaximum ? "dilation" : "erosion");
+      return filter;
+  }
+}
+
+void RegisterFfmpegPeers() {
+  for (const auto &mode : kModes)
+    for (const float factor : kFactors)
+      RegisterFfmpeg(Name(mode.name, factor), [mode = mode.mode, factor](uint32_t) { return FfmpegFilter(mode, factor); });
+}
+
+[[maybe_unused]] const bool kRegistered = (Register(), RegisterFfmpegPeers(), true);
 
 #ifdef TESSIVO_BENCH_OPENCV
 // The same windows with OpenCV: a box filter for Mean (rounded, normalised by

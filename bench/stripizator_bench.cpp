@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "bench_frame.h"
+#include "ffmpeg_peer.h"
 #include "blur/box_blur.h"
 #include "stripizator/stripizator_kernel.h"
 
@@ -77,7 +78,13 @@ void Register() {
                          [](benchmark::State &state, uint32_t format) { FrameWith(state, format, false); });
 }
 
-[[maybe_unused]] const bool kRegistered = (Register(), true);
+// ffmpeg's nearest: its 15 x 15 box blur alone (no stripes), under both names.
+std::string BoxBlurFilter(uint32_t) {
+  return "boxblur=luma_radius=7:luma_power=1:chroma_radius=7:chroma_power=1:alpha_radius=7:alpha_power=1";
+}
+
+[[maybe_unused]] const bool kRegistered = (Register(), RegisterFfmpeg("stripizator-tent r=7", BoxBlurFilter),
+                                           RegisterFfmpeg("stripizator-box r=7", BoxBlurFilter), true);
 
 #ifdef TESSIVO_BENCH_OPENCV
 // The nearest OpenCV work: a 15 x 15 box blur (border replicated) and a

@@ -10,7 +10,7 @@ packages=(
   libopencv-core-dev libopencv-imgproc-dev
   frei0r-plugins-dev ffmpeg melt gstreamer1.0-tools gstreamer1.0-plugins-base gstreamer1.0-plugins-good
   gstreamer1.0-plugins-bad
-  libavformat-dev libavcodec-dev libswscale-dev libavutil-dev libmuparser-dev
+  libavformat-dev libavfilter-dev libavcodec-dev libswscale-dev libavutil-dev libmuparser-dev
 )
 
 missing=()
