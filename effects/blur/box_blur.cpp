@@ -1,6 +1,8 @@
 #include "box_blur.h"
 
 #include "tessivo/frame/conversions.h"
+#include "tessivo/simd.h"
+#include "tessivo/simd_scan.h"
 
 #include <algorithm>
 #include <cstdlib>
@@ -139,6 +141,195 @@ void TwoDimensional(const BlurImage &image, uint32_t rx, uint32_t ry) {
   std::free(columns);
 }
 
+// The vector paths. A row of C-channel pixels is C interleaved byte streams
+// that blur alike, so every pass works on bytes (C = 1 or 4), N lanes at a
+// time. Along a row the window sums are differences of running sums over the
+// row extended by r replicated pixels at each end; down the columns they are
+// the running sums of the scalar path, one per byte. Both give the scalar
+// path's integers exactly.
+namespace vector {
+
+// A byte row as the pass sees it: stride in whole pixels.
+struct ByteRows {
+  const uint8_t *source;
+  size_t sourceStride;
+  uint8_t *destination;
+  size_t destinationStride;
+  const uint8_t *in(uint32_t y) const { return source + sourceStride * y; }
+  uint8_t *out(uint32_t y) const { return destination + destinationStride * y; }
+};
+
+template <int C>
+ByteRows BytesOf(const BlurImage &image) {
+  return {static_cast<const uint8_t *>(image.source), image.sourceRowBytes / C * size_t{C},
+          static_cast<uint8_t *>(image.destination), image.destinationRowBytes / C * size_t{C}};
+}
+
+// Running sums of `length` pixels of values (one word per channel) extended
+// by r copies of the first pixel before and r after the last: p[0..C) = 0,
+// p[(k + 1) * C + c] = sum of the first k + 1 extended samples of channel c.
+// The window of 2r + 1 around pixel x is p[(x + 2r + 1) C + c] - p[x C + c].
+template <int N, int C, class Value>
+TESSIVO_INLINE void ExtendedRunningSums(const Value *values, uint32_t length, uint32_t r, uint32_t *p) {
+  for (int c = 0; c < C; ++c) p[c] = 0;
+  uint32_t *e = p + C;
+  for (uint32_t k = 0; k < r; ++k)
+    for (int c = 0; c < C; ++c) e[size_t{k} * C + c] = values[c];
+  e += size_t{r} * C;
+  for (size_t j = 0; j < size_t{length} * C; ++j) e[j] = values[j];
+  e += size_t{length} * C;
+  const Value *last = values + size_t{length - 1} * C;
+  for (uint32_t k = 0; k < r; ++k)
+    for (int c = 0; c < C; ++c) e[size_t{k} * C + c] = last[c];
+  simd::ScanInPlace<N, C>(p, (size_t{length} + 2 * size_t{r} + 1) * C);
+}
+
+template <int N, int C>
+TESSIVO_INLINE void Horizontal(const BlurImage &image, uint32_t r, uint32_t *p) {
+  const ByteRows rows = BytesOf<C>(image);
+  const uint32_t weight = 0x10000u / (2 * r + 1);
+  for (uint32_t y = 0; y < image.height; ++y) {
+    ExtendedRunningSums<N, C>(rows.in(y), image.width, r, p);
+    simd::WindowBytes<16>(p, (2 * size_t{r} + 1) * C, size_t{image.width} * C, weight, rows.out(y));
+  }
+}
+
+// Columns a strip of bytes at a time, so the sums stay in the first cache.
+constexpr size_t kStrip = 2048;
+
+template <int C>
+TESSIVO_INLINE void Vertical(const BlurImage &image, uint32_t r) {
+  const ByteRows rows = BytesOf<C>(image);
+  const uint32_t weight = 0x10000u / (2 * r + 1);
+  const uint32_t last = image.height - 1;
+  const size_t bytes = size_t{image.width} * C;
+  uint32_t sums[kStrip];
+  for (size_t left = 0; left < bytes; left += kStrip) {
+    const size_t count = std::min(kStrip, bytes - left);
+    const uint8_t *top = rows.in(0) + left;
+    for (size_t j = 0; j < count; ++j) sums[j] = top[j] * (r + 1);
+    for (uint32_t i = 1; i <= r; ++i) {
+      const uint8_t *row = rows.in(i) + left;
+      for (size_t j = 0; j < count; ++j) sums[j] += row[j];
+    }
+    for (uint32_t y = 0; y < image.height; ++y) {
+      uint8_t *out = rows.out(y) + left;
+      const uint8_t *entering = rows.in(std::min(y + r + 1, last)) + left;
+      const uint8_t *leaving = rows.in(y >= r ? y - r : 0) + left;
+      for (size_t j = 0; j < count; ++j) {
+        out[j] = static_cast<uint8_t>((sums[j] * weight) >> 16);
+        sums[j] += entering[j] - uint32_t{leaving[j]};
+      }
+    }
+  }
+}
+
+// scratch: width * C column sums, then the extended running sums.
+template <int N, int C>
+TESSIVO_INLINE void TwoDimensional(const BlurImage &image, uint32_t rx, uint32_t ry, uint32_t *scratch) {
+  const ByteRows rows = BytesOf<C>(image);
+  const uint64_t area = (2 * uint64_t{rx} + 1) * (2 * uint64_t{ry} + 1);
+  const uint32_t weight = area > 0x800000u ? 0 : uint32_t(0x800000u / area);
+  const uint32_t lastRow = image.height - 1;
+  const size_t bytes = size_t{image.width} * C;
+  uint32_t *columns = scratch;
+  uint32_t *p = scratch + bytes;
+  const uint8_t *top = rows.in(0);
+  for (size_t j = 0; j < bytes; ++j) columns[j] = top[j] * (ry + 2);
+  for (uint32_t i = 1; i < ry; ++i) {
+    const uint8_t *row = rows.in(i);
+    for (size_t j = 0; j < bytes; ++j) columns[j] += row[j];
+  }
+  for (uint32_t y = 0; y < image.height; ++y) {
+    const uint8_t *entering = rows.in(std::min(y + ry, lastRow));
+    const uint8_t *leaving = rows.in(y > ry ? y - ry - 1 : 0);
+    for (size_t j = 0; j < bytes; ++j) columns[j] += entering[j] - uint32_t{leaving[j]};
+    ExtendedRunningSums<N, C>(columns, image.width, rx, p);
+    simd::WindowBytes<23>(p, (2 * size_t{rx} + 1) * C, bytes, weight, rows.out(y));
+  }
+}
+
+// One entry point per pass and instruction set; the scratch is allocated
+// by the caller.
+template <int N>
+struct Paths {
+  static TESSIVO_INLINE void horizontal(const BlurImage &image, uint32_t r, uint32_t *p) {
+    image.pixelFormat == 2 ? Horizontal<N, 4>(image, r, p) : Horizontal<N, 1>(image, r, p);
+  }
+  static TESSIVO_INLINE void vertical(const BlurImage &image, uint32_t r) {
+    image.pixelFormat == 2 ? Vertical<4>(image, r) : Vertical<1>(image, r);
+  }
+  static TESSIVO_INLINE void twoDimensional(const BlurImage &image, uint32_t rx, uint32_t ry, uint32_t *scratch) {
+    image.pixelFormat == 2 ? TwoDimensional<N, 4>(image, rx, ry, scratch)
+                           : TwoDimensional<N, 1>(image, rx, ry, scratch);
+  }
+};
+
+#define TESSIVO_BLUR_PATHS(suffix, attributes, lanes)                                                      \
+  attributes void Horizontal##suffix(const BlurImage &image, uint32_t r, uint32_t *p) {                    \
+    Paths<lanes>::horizontal(image, r, p);                                                                 \
+  }                                                                                                        \
+  attributes void Vertical##suffix(const BlurImage &image, uint32_t r) { Paths<lanes>::vertical(image, r); } \
+  attributes void TwoDimensional##suffix(const BlurImage &image, uint32_t rx, uint32_t ry, uint32_t *s) {  \
+    Paths<lanes>::twoDimensional(image, rx, ry, s);                                                        \
+  }
+
+TESSIVO_BLUR_PATHS(Sse2, TESSIVO_TARGET_SSE2, 4)
+#if defined(__x86_64__)
+TESSIVO_BLUR_PATHS(Avx2, TESSIVO_TARGET_AVX2, 8)
+TESSIVO_BLUR_PATHS(Avx512, TESSIVO_TARGET_AVX512, 16)
+#endif
+
+struct Scratch {
+  uint32_t *words;
+  explicit Scratch(size_t count) : words(static_cast<uint32_t *>(std::malloc(sizeof(uint32_t) * count))) {}
+  ~Scratch() { std::free(words); }
+  Scratch(const Scratch &) = delete;
+  Scratch &operator=(const Scratch &) = delete;
+};
+
+size_t Channels(const BlurImage &image) { return image.pixelFormat == 2 ? 4 : 1; }
+
+// Each returns false when it did not run (scalar level or no memory), and
+// the scalar path runs instead.
+bool RunHorizontal(const BlurImage &image, uint32_t r) {
+  const SimdLevel level = ActiveSimdLevel();
+  if (level == SimdLevel::kScalar) return false;
+  const Scratch scratch((size_t{image.width} + 2 * size_t{r} + 1) * Channels(image));
+  if (scratch.words == nullptr) return false;
+#if defined(__x86_64__)
+  if (level == SimdLevel::kAvx512) return HorizontalAvx512(image, r, scratch.words), true;
+  if (level == SimdLevel::kAvx2) return HorizontalAvx2(image, r, scratch.words), true;
+#endif
+  return HorizontalSse2(image, r, scratch.words), true;
+}
+
+bool RunVertical(const BlurImage &image, uint32_t r) {
+  const SimdLevel level = ActiveSimdLevel();
+  if (level == SimdLevel::kScalar) return false;
+#if defined(__x86_64__)
+  if (level == SimdLevel::kAvx512) return VerticalAvx512(image, r), true;
+  if (level == SimdLevel::kAvx2) return VerticalAvx2(image, r), true;
+#endif
+  return VerticalSse2(image, r), true;
+}
+
+// The column sums live in one allocation for the pass; without it nothing
+// is written (true: no other path runs).
+bool RunTwoDimensional(const BlurImage &image, uint32_t rx, uint32_t ry) {
+  const SimdLevel level = ActiveSimdLevel();
+  if (level == SimdLevel::kScalar) return false;
+  const Scratch scratch((2 * size_t{image.width} + 2 * size_t{rx} + 1) * Channels(image));
+  if (scratch.words == nullptr) return true;
+#if defined(__x86_64__)
+  if (level == SimdLevel::kAvx512) return TwoDimensionalAvx512(image, rx, ry, scratch.words), true;
+  if (level == SimdLevel::kAvx2) return TwoDimensionalAvx2(image, rx, ry, scratch.words), true;
+#endif
+  return TwoDimensionalSse2(image, rx, ry, scratch.words), true;
+}
+
+}  // namespace vector
+
 bool Usable(const BlurImage &image) {
   if (image.width == 0 || image.height == 0 || image.source == nullptr || image.destination == nullptr) return false;
   const uint32_t bytes = image.pixelFormat == 2 ? 4 : 1;
@@ -157,15 +348,21 @@ void ForFormat(const BlurImage &image, Radii... radii) {
 
 template <class Format>
 struct HorizontalPass {
-  static void Run(const BlurImage &image, uint32_t r) { Horizontal<Format>(image, r); }
+  static void Run(const BlurImage &image, uint32_t r) {
+    if (!vector::RunHorizontal(image, r)) Horizontal<Format>(image, r);
+  }
 };
 template <class Format>
 struct VerticalPass {
-  static void Run(const BlurImage &image, uint32_t r) { Vertical<Format>(image, r); }
+  static void Run(const BlurImage &image, uint32_t r) {
+    if (!vector::RunVertical(image, r)) Vertical<Format>(image, r);
+  }
 };
 template <class Format>
 struct TwoDimensionalPass {
-  static void Run(const BlurImage &image, uint32_t rx, uint32_t ry) { TwoDimensional<Format>(image, rx, ry); }
+  static void Run(const BlurImage &image, uint32_t rx, uint32_t ry) {
+    if (!vector::RunTwoDimensional(image, rx, ry)) TwoDimensional<Format>(image, rx, ry);
+  }
 };
 
 uint32_t FractionRadius(float amount, uint32_t length) {
