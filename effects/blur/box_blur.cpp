@@ -165,31 +165,12 @@ ByteRows BytesOf(const BlurImage &image) {
           static_cast<uint8_t *>(image.destination), image.destinationRowBytes / C * size_t{C}};
 }
 
-// Running sums of `length` pixels of values (one word per channel) extended
-// by r copies of the first pixel before and r after the last: p[0..C) = 0,
-// p[(k + 1) * C + c] = sum of the first k + 1 extended samples of channel c.
-// The window of 2r + 1 around pixel x is p[(x + 2r + 1) C + c] - p[x C + c].
-template <int N, int C, class Value>
-TESSIVO_INLINE void ExtendedRunningSums(const Value *values, uint32_t length, uint32_t r, uint32_t *p) {
-  for (int c = 0; c < C; ++c) p[c] = 0;
-  uint32_t *e = p + C;
-  for (uint32_t k = 0; k < r; ++k)
-    for (int c = 0; c < C; ++c) e[size_t{k} * C + c] = values[c];
-  e += size_t{r} * C;
-  for (size_t j = 0; j < size_t{length} * C; ++j) e[j] = values[j];
-  e += size_t{length} * C;
-  const Value *last = values + size_t{length - 1} * C;
-  for (uint32_t k = 0; k < r; ++k)
-    for (int c = 0; c < C; ++c) e[size_t{k} * C + c] = last[c];
-  simd::ScanInPlace<N, C>(p, (size_t{length} + 2 * size_t{r} + 1) * C);
-}
-
 template <int N, int C>
 TESSIVO_INLINE void Horizontal(const BlurImage &image, uint32_t r, uint32_t *p) {
   const ByteRows rows = BytesOf<C>(image);
   const uint32_t weight = 0x10000u / (2 * r + 1);
   for (uint32_t y = 0; y < image.height; ++y) {
-    ExtendedRunningSums<N, C>(rows.in(y), image.width, r, p);
+    simd::ExtendedRunningSums<N, C>(rows.in(y), image.width, r, p);
     simd::WindowBytes<16>(p, (2 * size_t{r} + 1) * C, size_t{image.width} * C, weight, rows.out(y));
   }
 }
@@ -244,7 +225,7 @@ TESSIVO_INLINE void TwoDimensional(const BlurImage &image, uint32_t rx, uint32_t
     const uint8_t *entering = rows.in(std::min(y + ry, lastRow));
     const uint8_t *leaving = rows.in(y > ry ? y - ry - 1 : 0);
     for (size_t j = 0; j < bytes; ++j) columns[j] += entering[j] - uint32_t{leaving[j]};
-    ExtendedRunningSums<N, C>(columns, image.width, rx, p);
+    simd::ExtendedRunningSums<N, C>(columns, image.width, rx, p);
     simd::WindowBytes<23>(p, (2 * size_t{rx} + 1) * C, bytes, weight, rows.out(y));
   }
 }

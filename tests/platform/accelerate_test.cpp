@@ -3,11 +3,14 @@
 #include <Accelerate/Accelerate.h>
 #include <gtest/gtest.h>
 
+#include "tessivo/test/simd_levels.h"
+
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
 #include <numbers>
 #include <random>
+#include <string>
 #include <vector>
 
 namespace {
@@ -123,6 +126,48 @@ TEST(TentConvolve, EveryEdgeModeMatchesTheDirectSum) {
       for (size_t y = 0; y < dh; ++y)  // row padding untouched
         for (size_t i = dw * channels; i < dest.buffer.rowBytes; ++i) ASSERT_EQ(dest.bytes[y * dest.buffer.rowBytes + i], 0xA5);
     }
+}
+
+// Edge extension runs on vector paths while the weighted sums fit 32 bits:
+// rows long enough for their loops and tails, offsets, a caller's scratch or
+// none, kernels up to and past that limit ((rx + 1)(ry + 1) = 4096).
+TEST(TentConvolve, EdgeExtendMatchesTheDirectSumOnEveryPath) {
+  tessivo::test::ForEachSimdLevel([](const std::string &level) {
+    std::mt19937 random(19);
+    const size_t widths[] = {1, 2, 5, 17, 33, 70};
+    const uint32_t kernels[][2] = {{1, 3}, {3, 1}, {5, 7}, {9, 25}, {127, 127}, {129, 127}, {41, 201}};
+    for (int channels : {1, 4})
+      for (int trial = 0; trial < 28; ++trial) {
+        const size_t w = widths[random() % 6], h = 1 + random() % 6;
+        const size_t ox = trial % 3 == 0 ? random() % w : 0, oy = trial % 4 == 0 ? random() % h : 0;
+        const size_t dw = w - ox - (trial % 5 == 0 ? random() % (w - ox) : 0), dh = h - oy;
+        const auto *kernel = kernels[trial % 7];
+        Image src(w, h, channels, random() % 6), dest(dw, dh, channels, 3);
+        src.randomise(random);
+        if (trial % 7 == 4 || trial % 7 == 5)  // the largest sums, at and just past the limit: all white
+          for (auto &b : src.bytes) b = 255;
+        std::vector<uint8_t> scratch;
+        void *temp = nullptr;
+        const uint8_t background[4] = {};
+        if (trial % 2 == 1) {
+          const vImage_Error size = Tent(src, dest, ox, oy, kernel[0], kernel[1], background,
+                                         kvImageEdgeExtend | kvImageGetTempBufferSize);
+          scratch.resize(size_t(size));
+          temp = scratch.data();
+        }
+        ASSERT_EQ(Tent(src, dest, ox, oy, kernel[0], kernel[1], background, kvImageEdgeExtend, temp), kvImageNoError);
+        for (size_t y = 0; y < dh; ++y)
+          for (size_t x = 0; x < dw; ++x)
+            for (int c = 0; c < channels; ++c)
+              ASSERT_EQ(dest.at(x, y, c), DirectTent(src, int64_t(ox + x), int64_t(oy + y), kernel[1] / 2,
+                                                     kernel[0] / 2, c, background, kvImageEdgeExtend))
+                  << level << " " << w << "x" << h << " kernel " << kernel[1] << "x" << kernel[0] << " at " << x
+                  << "," << y;
+        for (size_t y = 0; y < dh; ++y)
+          for (size_t i = dw * channels; i < dest.buffer.rowBytes; ++i)
+            ASSERT_EQ(dest.bytes[y * dest.buffer.rowBytes + i], 0xA5);
+      }
+  });
 }
 
 TEST(TentConvolve, LargestKernelStaysExact) {
@@ -242,6 +287,27 @@ TEST(Scale, DoublesAndHalvesAlongTheLanczosCurve) {
       total += w;
     }
     EXPECT_NEAR(dest.at(3, y, 0), std::clamp(sum / total, 0.0, 255.0), 1.0) << y;
+  }
+}
+
+// The vector paths reorder the scalar path's integer sums: every path gives
+// the same bytes, up and down, both lobe counts, odd sizes, padded rows.
+TEST(Scale, EveryPathGivesTheScalarBytes) {
+  std::mt19937 random(23);
+  for (int trial = 0; trial < 24; ++trial) {
+    const size_t sw = 1 + random() % 40, sh = 1 + random() % 12, dw = 1 + random() % 80, dh = 1 + random() % 20;
+    const vImage_Flags flags = trial % 3 == 0 ? kvImageHighQualityResampling : kvImageEdgeExtend;
+    Image src(sw, sh, 4, random() % 7);
+    src.randomise(random);
+    if (trial % 4 == 0)  // hard edges ring the most
+      for (auto &b : src.bytes) b = b < 128 ? 0 : 255;
+    std::vector<uint8_t> want;
+    tessivo::test::ForEachSimdLevel([&](const std::string &level) {
+      Image dest(dw, dh, 4, 5);
+      ASSERT_EQ(vImageScale_ARGB8888(&src.buffer, &dest.buffer, nullptr, flags), kvImageNoError);
+      if (want.empty()) want = dest.bytes;
+      ASSERT_EQ(dest.bytes, want) << level << " " << sw << "x" << sh << " to " << dw << "x" << dh;
+    });
   }
 }
 

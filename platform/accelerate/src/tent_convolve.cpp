@@ -7,6 +7,9 @@
 // up; the cost per pixel does not depend on the kernel size.
 #include "accelerate_internal.h"
 
+#include "tessivo/simd.h"
+#include "tessivo/simd_scan.h"
+
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
@@ -195,6 +198,126 @@ struct Tent {
   }
 };
 
+// The vector paths, for edge extension (the mode every caller in the bundle
+// uses) when every weighted sum fits 32 bits: 255.5 (rx + 1)^2 (ry + 1)^2
+// < 2^32, that is (rx + 1)(ry + 1) <= 4096. A tent of radius r is a box of
+// r + 1 run twice over the row extended by r replicated samples at each end,
+// so along a row each pass is a difference of running sums; down the
+// columns the sums move as in the scalar path. The quotient rounded half up
+// is floor((sum + d / 2) / d), d <= 2^24, taken in double exactly.
+namespace vector {
+
+constexpr uint64_t kMaxWeightRoot = 4096;
+
+// Words of scratch: three column sums per byte of a row, the running sums
+// of the row extended by rx at each end, and those of the first box.
+size_t ScratchWords(size_t width, size_t rx, int channels) {
+  return (5 * width + 3 * rx + 2) * size_t(channels);
+}
+
+// Moves the column sums one row down. The sums and the rows never overlap.
+TESSIVO_INLINE void Advance(uint32_t *__restrict vsum, uint32_t *__restrict upper, uint32_t *__restrict lower,
+                            const uint8_t *__restrict entering, const uint8_t *__restrict middle,
+                            const uint8_t *__restrict leaving, size_t count) {
+  for (size_t i = 0; i < count; ++i) {
+    vsum[i] += upper[i] - lower[i];
+    upper[i] += entering[i] - uint32_t{middle[i]};
+    lower[i] += middle[i] - uint32_t{leaving[i]};
+  }
+}
+
+template <int N, int C>
+TESSIVO_INLINE void Run(const vImage_Buffer &src, const vImage_Buffer &dest, size_t offsetX, size_t offsetY,
+                        uint32_t rx, uint32_t ry, uint32_t *scratch) {
+  const size_t width = src.width, height = src.height;
+  const size_t bytes = width * C;
+  uint32_t *vsum = scratch, *lower = vsum + bytes, *upper = lower + bytes;
+  uint32_t *first = upper + bytes;                          // (width + 2rx + 1) C
+  uint32_t *second = first + (width + 2 * size_t{rx} + 1) * C;  // (width + rx + 1) C
+  const auto row = [&](int64_t j) {
+    j = j < 0 ? 0 : (j >= int64_t(height) ? int64_t(height) - 1 : j);
+    return static_cast<const uint8_t *>(src.data) + size_t(j) * src.rowBytes;
+  };
+  const auto y0 = int64_t(offsetY);
+  for (size_t i = 0; i < 3 * bytes; ++i) vsum[i] = 0;
+  for (int64_t k = -int64_t{ry}; k <= int64_t{ry} + 1; ++k) {
+    const uint8_t *pixels = row(y0 + k);
+    const uint32_t weight = k <= int64_t{ry} ? uint32_t(int64_t{ry} + 1 - (k < 0 ? -k : k)) : 0;
+    uint32_t *box = k <= 0 ? lower : upper;
+    for (size_t i = 0; i < bytes; ++i) {
+      vsum[i] += weight * pixels[i];
+      box[i] += pixels[i];
+    }
+  }
+  const uint32_t divisor = (rx + 1) * (rx + 1) * (ry + 1) * (ry + 1);
+  const uint32_t half = divisor / 2;
+  const double inverse = 1.0 / double(divisor);
+  const size_t boxes = (width + rx) * C;
+  for (size_t y = 0; y < dest.height; ++y) {
+    simd::ExtendedRunningSums<N, C>(vsum, uint32_t(width), rx, first);
+    const size_t span = (size_t{rx} + 1) * C;
+    for (int c = 0; c < C; ++c) second[c] = 0;
+    for (size_t i = 0; i < boxes; ++i) second[C + i] = first[i + span] - first[i];
+    simd::ScanInPlace<N, C>(second, boxes + C);
+    const uint32_t *from = second + offsetX * C;
+    uint8_t *out = static_cast<uint8_t *>(dest.data) + y * dest.rowBytes;
+    simd::QuotientBytes<N>(from, span, dest.width * C, half, inverse, out);
+    if (y + 1 < dest.height) {
+      const int64_t at = y0 + int64_t(y);
+      const uint8_t *entering = row(at + ry + 2), *middle = row(at + 1), *leaving = row(at - ry);
+      Advance(vsum, upper, lower, entering, middle, leaving, bytes);
+    }
+  }
+}
+
+#define TESSIVO_TENT_PATH(suffix, attributes, lanes)                                                          \
+  attributes void Run##suffix(const vImage_Buffer &src, const vImage_Buffer &dest, size_t offsetX,             \
+                              size_t offsetY, uint32_t rx, uint32_t ry, uint32_t *scratch, int channels) {     \
+    channels == 4 ? Run<lanes, 4>(src, dest, offsetX, offsetY, rx, ry, scratch)                                \
+                  : Run<lanes, 1>(src, dest, offsetX, offsetY, rx, ry, scratch);                               \
+  }
+
+TESSIVO_TENT_PATH(Sse2, TESSIVO_TARGET_SSE2, 4)
+#if defined(__x86_64__)
+TESSIVO_TENT_PATH(Avx2, TESSIVO_TARGET_AVX2, 8)
+TESSIVO_TENT_PATH(Avx512, TESSIVO_TARGET_AVX512, 16)
+#endif
+
+// Runs the vector path when it applies; false leaves the work to the scalar
+// path. scratch is the caller's (of scratchSize bytes) or null.
+bool Convolve(const vImage_Buffer &src, const vImage_Buffer &dest, void *scratch, size_t scratchSize,
+              size_t offsetX, size_t offsetY, uint32_t rx, uint32_t ry, vImage_Flags mode, int channels) {
+  const SimdLevel level = ActiveSimdLevel();
+  if (level == SimdLevel::kScalar || mode != kvImageEdgeExtend ||
+      (uint64_t{rx} + 1) * (uint64_t{ry} + 1) > kMaxWeightRoot)
+    return false;
+  const size_t words = ScratchWords(src.width, rx, channels);
+  void *owned = nullptr;
+  auto address = reinterpret_cast<uintptr_t>(scratch);
+  address = (address + alignof(uint32_t) - 1) & ~uintptr_t(alignof(uint32_t) - 1);
+  if (scratch == nullptr || words * sizeof(uint32_t) + alignof(uint32_t) > scratchSize) {
+    if (scratch != nullptr) return false;  // a caller's scratch too small for this path
+    owned = std::malloc(words * sizeof(uint32_t));
+    if (owned == nullptr) return false;
+    address = reinterpret_cast<uintptr_t>(owned);
+  }
+  auto *words32 = reinterpret_cast<uint32_t *>(address);
+#if defined(__x86_64__)
+  if (level == SimdLevel::kAvx512) {
+    RunAvx512(src, dest, offsetX, offsetY, rx, ry, words32, channels);
+  } else if (level == SimdLevel::kAvx2) {
+    RunAvx2(src, dest, offsetX, offsetY, rx, ry, words32, channels);
+  } else
+#endif
+  {
+    RunSse2(src, dest, offsetX, offsetY, rx, ry, words32, channels);
+  }
+  std::free(owned);
+  return true;
+}
+
+}  // namespace vector
+
 template <int C>
 vImage_Error TentConvolve(const vImage_Buffer *src, const vImage_Buffer *dest, void *tempBuffer,
                           vImagePixelCount offsetX, vImagePixelCount offsetY, uint32_t kernelHeight,
@@ -222,6 +345,9 @@ vImage_Error TentConvolve(const vImage_Buffer *src, const vImage_Buffer *dest, v
     return kvImageRoiLargerThanInputBuffer;
   if (Overlap(*src, *dest, C)) return kvImageOutOfPlaceOperationRequired;
 
+  if (vector::Convolve(*src, *dest, tempBuffer, scratchSize, offsetX, offsetY, kernelWidth / 2, kernelHeight / 2, mode,
+                       C))
+    return kvImageNoError;
   Tent<C> tent{*src, *dest, int64_t(src->width), int64_t(src->height), int64_t(offsetX), int64_t(offsetY),
                int64_t(kernelWidth / 2), int64_t(kernelHeight / 2), mode, {}};
   if (background != nullptr) std::memcpy(tent.background, background, C);

@@ -13,10 +13,13 @@
 
 namespace tessivo::simd {
 
-// N 32-bit lanes.
+// N 32-bit lanes, and N lanes of the other widths a quotient passes through.
 template <int N>
 struct Words {
   typedef uint32_t Type __attribute__((vector_size(4 * N)));
+  typedef int32_t Signed __attribute__((vector_size(4 * N)));
+  typedef double Doubles __attribute__((vector_size(8 * N)));
+  typedef uint8_t Bytes __attribute__((vector_size(N)));
 };
 
 // Lanes moved up by S places, zeros shifted in.
@@ -62,12 +65,59 @@ TESSIVO_INLINE void ScanInPlace(uint32_t *p, size_t count) {
   for (; i < count; ++i) p[i] += i >= C ? p[i - C] : 0u;
 }
 
+// Running sums of `length` pixels of values (one word per channel) extended
+// by r copies of the first pixel before and r after the last: p[0..C) = 0,
+// p[(k + 1) * C + c] = sum of the first k + 1 extended samples of channel c.
+// The window of 2r + 1 around pixel x is p[(x + 2r + 1) C + c] - p[x C + c].
+template <int N, int C, class Value>
+TESSIVO_INLINE void ExtendedRunningSums(const Value *values, uint32_t length, uint32_t r, uint32_t *p) {
+  for (int c = 0; c < C; ++c) p[c] = 0;
+  uint32_t *e = p + C;
+  for (uint32_t k = 0; k < r; ++k)
+    for (int c = 0; c < C; ++c) e[size_t{k} * C + c] = values[c];
+  e += size_t{r} * C;
+  for (size_t j = 0; j < size_t{length} * C; ++j) e[j] = values[j];
+  e += size_t{length} * C;
+  const Value *last = values + size_t{length - 1} * C;
+  for (uint32_t k = 0; k < r; ++k)
+    for (int c = 0; c < C; ++c) e[size_t{k} * C + c] = last[c];
+  ScanInPlace<N, C>(p, (size_t{length} + 2 * size_t{r} + 1) * C);
+}
+
 // out[i] = ((p[i + distance] - p[i]) * weight) >> Shift as a byte: a window
 // sum of running sums, scaled by a fixed-point reciprocal.
 template <int Shift>
 TESSIVO_INLINE void WindowBytes(const uint32_t *p, size_t distance, size_t count, uint32_t weight, uint8_t *out) {
   const uint32_t *ahead = p + distance;
   for (size_t i = 0; i < count; ++i) out[i] = static_cast<uint8_t>(((ahead[i] - p[i]) * weight) >> Shift);
+}
+
+// out[i] = floor((p[i + distance] - p[i] + half) / d) for quotients below
+// 256, where inverse is 1 / d in double with d <= 2^24 and the dividend stays
+// below 2^32: the product is within 2^-44 of the quotient, whose fraction is
+// 0 or at least 2^-24, so adding 2^-30 and truncating gives it exactly.
+template <int N>
+TESSIVO_INLINE void QuotientBytes(const uint32_t *p, size_t distance, size_t count, uint32_t half, double inverse,
+                                  uint8_t *out) {
+  using U = typename Words<N>::Type;
+  using I = typename Words<N>::Signed;
+  using D = typename Words<N>::Doubles;
+  using B = typename Words<N>::Bytes;
+  constexpr double kNudge = 1.0 / 1073741824.0;
+  constexpr double kBias = 2147483648.0;
+  const uint32_t *ahead = p + distance;
+  size_t i = 0;
+  for (; i + N <= count; i += N) {
+    U a, b;
+    std::memcpy(&a, ahead + i, sizeof a);
+    std::memcpy(&b, p + i, sizeof b);
+    // Unsigned to double through the signed conversion, biased by 2^31.
+    const I n = (I)((a - b + half) ^ 0x80000000u);
+    const D q = (__builtin_convertvector(n, D) + kBias) * inverse + kNudge;
+    const B bytes = __builtin_convertvector(__builtin_convertvector(q, I), B);
+    std::memcpy(out + i, &bytes, sizeof bytes);
+  }
+  for (; i < count; ++i) out[i] = static_cast<uint8_t>(uint32_t(double(ahead[i] - p[i] + half) * inverse + kNudge));
 }
 
 }  // namespace tessivo::simd
