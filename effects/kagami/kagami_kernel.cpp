@@ -1,5 +1,8 @@
 #include "kagami_kernel.h"
 
+#include "tessivo/simd.h"
+#include "tessivo/simd_scan.h"
+
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
@@ -81,17 +84,25 @@ constexpr double kTrigBound = 1e-12;
 // Turns beyond this take the exact path for the whole frame.
 constexpr float kFastTurnLimit = 131072.0f;
 
-using Floats = float __attribute__((vector_size(16)));
-using Doubles = double __attribute__((vector_size(32)));
-using Words = int32_t __attribute__((vector_size(16)));
-using Longs = int64_t __attribute__((vector_size(32)));
-
-struct SinCos {
-  Doubles sin, cos;
+// L lanes of each width the positions pass through.
+template <int L>
+struct Lanes {
+  typedef float Floats __attribute__((vector_size(4 * L)));
+  typedef double Doubles __attribute__((vector_size(8 * L)));
+  typedef int32_t Words __attribute__((vector_size(4 * L)));
+  typedef int64_t Longs __attribute__((vector_size(8 * L)));
 };
 
-// Vectors pass by reference: the default clone has no 32-byte registers.
-inline void ApproximateSinCos(const Doubles &theta, SinCos &result) {
+template <int L>
+struct SinCos {
+  typename Lanes<L>::Doubles sin, cos;
+};
+
+// Vectors pass by reference: a path without wide registers cannot take them by value.
+template <int L>
+TESSIVO_INLINE void ApproximateSinCos(const typename Lanes<L>::Doubles &theta, SinCos<L> &result) {
+  using Doubles = typename Lanes<L>::Doubles;
+  using Longs = typename Lanes<L>::Longs;
   constexpr double kTwoOverPi = 6.36619772367581382433e-01;
   constexpr double kPiOver2High = 1.57079632673412561417e+00;  // 33 bits of pi/2
   constexpr double kPiOver2Low = 6.07710050650619224932e-11;   // pi/2 - kPiOver2High
@@ -123,41 +134,50 @@ inline void ApproximateSinCos(const Doubles &theta, SinCos &result) {
   Doubles cosValue = swap ? sinX : cosX;
   sinValue = (quadrant & 2) != 0 ? -sinValue : sinValue;
   cosValue = ((quadrant + 1) & 2) != 0 ? -cosValue : cosValue;
-  result = {sinValue, cosValue};
+  result.sin = sinValue;
+  result.cos = cosValue;
 }
 
-// trunc((offset + 0.5) * size) where that lies in (-1, limit), else -1; limit > 0.
-inline Words VectorIndex(Floats offset, double size, double limit) {
+// trunc((offset + 0.5) * size) where that lies in (-1, limit), else -1;
+// 0 < limit <= size. On the fast path sizes stay below 2^25 (the tables'
+// limit) and |offset| below 1, so the product converts to 32 bits exactly
+// truncated, and q in (-1, limit) is the same as trunc(q) in [0, limit).
+template <int L>
+TESSIVO_INLINE void VectorIndex(const typename Lanes<L>::Floats &offset, double size, int32_t limit,
+                                typename Lanes<L>::Words &result) {
+  using Doubles = typename Lanes<L>::Doubles;
+  using Words = typename Lanes<L>::Words;
   const Doubles q = (__builtin_convertvector(offset, Doubles) + 0.5) * size;
-  const Longs inside = q > -1.0 && q < limit;
-  const Doubles clamped = inside ? q : Doubles{} - 1.0;
-  const Words index = __builtin_convertvector(clamped, Words);  // in (-1, limit): truncates to 0..limit-1
-  return __builtin_convertvector(inside, Words) ? index : Words{} - 1;
+  const Words index = __builtin_convertvector(q, Words);
+  result = (index >= 0) & (index < limit) ? index : Words{} - 1;
 }
 
-// Source positions of count pixels (a multiple of 4) from their radii and
+// Source positions of count pixels (a multiple of L) from their radii and
 // angles; unsure[i] is set where the pixel must be computed exactly.
-__attribute__((target_clones("avx2", "default"))) void FastPositions(const float *radius, const float *angle,
-                                                                     size_t count, float turn, const Extent &extent,
-                                                                     int32_t *column, int32_t *row,
-                                                                     int32_t *unsure) {
+template <int L>
+TESSIVO_INLINE void FastPositions(const float *radius, const float *angle, size_t count, float turn,
+                                  const Extent &extent, int32_t *column, int32_t *row, int32_t *unsure) {
+  using Floats = typename Lanes<L>::Floats;
+  using Doubles = typename Lanes<L>::Doubles;
+  using Words = typename Lanes<L>::Words;
   const double width = extent.width, height = extent.height;
-  const double columns = extent.columns, rows = extent.rows;
-  for (size_t i = 0; i < count; i += 4) {
+  const auto columns = int32_t(extent.columns), rows = int32_t(extent.rows);
+  for (size_t i = 0; i < count; i += L) {
     Floats r, a;
     std::memcpy(&r, radius + i, sizeof r);
     std::memcpy(&a, angle + i, sizeof a);
     const Doubles theta = __builtin_convertvector(a + turn, Doubles);
     const Doubles wideRadius = __builtin_convertvector(r, Doubles);
-    SinCos trig;
-    ApproximateSinCos(theta, trig);
+    SinCos<L> trig;
+    ApproximateSinCos<L>(theta, trig);
     const Floats xLow = __builtin_convertvector(wideRadius * (trig.cos - kTrigBound), Floats);
     const Floats xHigh = __builtin_convertvector(wideRadius * (trig.cos + kTrigBound), Floats);
     const Floats yLow = __builtin_convertvector(wideRadius * (trig.sin - kTrigBound), Floats);
     const Floats yHigh = __builtin_convertvector(wideRadius * (trig.sin + kTrigBound), Floats);
     const Words doubt = (xLow != xHigh) | (yLow != yHigh);
-    const Words x = VectorIndex(xLow, width, columns);
-    const Words y = VectorIndex(yLow, height, rows);
+    Words x, y;
+    VectorIndex<L>(xLow, width, columns, x);
+    VectorIndex<L>(yLow, height, rows, y);
     const Words outside = (x < 0) | (y < 0);
     const Words none = Words{} - 1;
     const Words xOut = outside ? none : x;
@@ -165,6 +185,38 @@ __attribute__((target_clones("avx2", "default"))) void FastPositions(const float
     std::memcpy(column + i, &xOut, sizeof xOut);
     std::memcpy(row + i, &yOut, sizeof yOut);
     std::memcpy(unsure + i, &doubt, sizeof doubt);
+  }
+}
+
+// One entry point per instruction set, all of it compiled for that set. The
+// count is a multiple of 8.
+#define TESSIVO_KAGAMI_PATH(suffix, attributes, lanes)                                                          \
+  attributes void FastPositions##suffix(const float *radius, const float *angle, size_t count, float turn,      \
+                                        const Extent &extent, int32_t *column, int32_t *row, int32_t *unsure) { \
+    FastPositions<lanes>(radius, angle, count, turn, extent, column, row, unsure);                              \
+  }
+TESSIVO_KAGAMI_PATH(Sse2, TESSIVO_TARGET_SSE2, 4)
+#if defined(__x86_64__)
+TESSIVO_KAGAMI_PATH(Avx2, TESSIVO_TARGET_AVX2, 4)
+TESSIVO_KAGAMI_PATH(Avx512, TESSIVO_TARGET_AVX512, 8)
+#endif
+
+using PositionsPath = void (*)(const float *, const float *, size_t, float, const Extent &, int32_t *, int32_t *,
+                               int32_t *);
+
+// The fast path for the active level, or null for the scalar one.
+PositionsPath ChoosePositions() {
+  switch (ActiveSimdLevel()) {
+    case SimdLevel::kScalar:
+      return nullptr;
+#if defined(__x86_64__)
+    case SimdLevel::kAvx512:
+      return FastPositionsAvx512;
+    case SimdLevel::kAvx2:
+      return FastPositionsAvx2;
+#endif
+    default:
+      return FastPositionsSse2;
   }
 }
 
@@ -248,7 +300,8 @@ void MirrorPixels(const MirrorImage &image, float turn, const float *radii, cons
     for (uint32_t y = 0; y < destination.height; ++y) std::fill_n(destination.row(y), destination.width, Pixel{0});
     return;
   }
-  const bool fast = radii != nullptr && std::fabs(turn) <= kFastTurnLimit;
+  const PositionsPath positions = ChoosePositions();
+  const bool fast = positions != nullptr && radii != nullptr && std::fabs(turn) <= kFastTurnLimit;
   const float sx = 1.0f / static_cast<float>(w);
   const float sy = 1.0f / static_cast<float>(h);
   int32_t column[kChunk], row[kChunk], unsure[kChunk];
@@ -260,8 +313,8 @@ void MirrorPixels(const MirrorImage &image, float turn, const float *radii, cons
       const uint32_t count = std::min<uint32_t>(kChunk, destination.width - start);
       uint32_t exactFrom = 0;
       if (fast) {
-        exactFrom = count & ~3u;
-        FastPositions(radii + rowStart + start, angles + rowStart + start, exactFrom, turn, extent, column, row,
+        exactFrom = count & ~7u;
+        positions(radii + rowStart + start, angles + rowStart + start, exactFrom, turn, extent, column, row,
                       unsure);
         for (uint32_t i = 0; i < exactFrom; ++i) {
           if (unsure[i] != 0) {

@@ -2,10 +2,13 @@
 
 #include <gtest/gtest.h>
 
+#include "tessivo/test/simd_levels.h"
+
 #include <cmath>
 #include <cstring>
 #include <limits>
 #include <random>
+#include <string>
 #include <tuple>
 #include <vector>
 
@@ -72,6 +75,8 @@ void ExpectDefinition(MirrorKernel &kernel, const Frame &source, uint32_t width,
 // Awkward sizes and strides, both formats, strengths wild and tame; one
 // kernel throughout, so its per-size tables are rebuilt and reused.
 TEST(MirrorKernel, MatchesTheDefinitionOnRandomFrames) {
+  test::ForEachSimdLevel([](const std::string &level) {
+  SCOPED_TRACE(level);
   std::minstd_rand random(77);
   MirrorKernel kernel;
   const float strengths[] = {0.5f,  0.25f, 1e-3f, 0.999f, 1.0f,  3.7f,  -0.5f,   -2.0f,
@@ -95,8 +100,10 @@ TEST(MirrorKernel, MatchesTheDefinitionOnRandomFrames) {
     ExpectDefinition(kernel, source, side, side / 2 + 3, 4, 8, 0.3f);
   }
   // A full-HD frame: two million positions, where a sine or cosine that is
-  // not the library's to the last bit would move some pixel.
+  // not the library's to the last bit would move some pixel (on the vector
+  // paths; the scalar one is the library's throughout).
   for (const float strength : {0.37f}) {
+    if (level == "scalar") break;
     const Frame source(1920, 1080, 4, 64, 1920);
     ExpectDefinition(kernel, source, 1920, 1080, 4, 64, strength);
   }
@@ -108,6 +115,7 @@ TEST(MirrorKernel, MatchesTheDefinitionOnRandomFrames) {
       ExpectDefinition(kernel, source, w, h, pixelBytes, 4, strength);
     }
   }
+  });
 }
 
 // The definition itself, checked against what it promises: unfolded and
