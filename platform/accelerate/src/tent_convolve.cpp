@@ -261,7 +261,7 @@ TESSIVO_INLINE void Run(const vImage_Buffer &src, const vImage_Buffer &dest, siz
     simd::ScanInPlace<N, C>(second, boxes + C);
     const uint32_t *from = second + offsetX * C;
     uint8_t *out = static_cast<uint8_t *>(dest.data) + y * dest.rowBytes;
-    simd::QuotientBytes<N>(from, span, dest.width * C, half, inverse, out);
+    simd::QuotientBytes<N / 2>(from, span, dest.width * C, half, inverse, out);  // doubles in one register
     if (y + 1 < dest.height) {
       const int64_t at = y0 + int64_t(y);
       const uint8_t *entering = row(at + ry + 2), *middle = row(at + 1), *leaving = row(at - ry);
