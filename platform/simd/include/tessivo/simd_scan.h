@@ -58,9 +58,13 @@ TESSIVO_INLINE void ScanInPlace(uint32_t *p, size_t count) {
     V v;
     std::memcpy(&v, p + i, sizeof v);
     AddShifted<N, C, C>(v);
+    // The block's own totals are repeated before the carry is added, so the
+    // only step from one block to the next is one addition.
+    V totals;
+    RepeatLast<N, C>(v, totals, std::make_index_sequence<N>());
     v += carry;
+    carry += totals;
     std::memcpy(p + i, &v, sizeof v);
-    RepeatLast<N, C>(v, carry, std::make_index_sequence<N>());
   }
   for (; i < count; ++i) p[i] += i >= C ? p[i - C] : 0u;
 }
