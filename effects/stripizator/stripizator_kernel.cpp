@@ -4,21 +4,26 @@
 #include <cstring>
 
 #include "tessivo/frame/conversions.h"
+#include "tessivo/simd.h"
+#include "tessivo/simd_scan.h"
 
 namespace tessivo {
 namespace {
 
-// Eight pixels a step (one AVX2 register), each lane carrying its own phase. Lanes advance by
-// 8 mod period and wrap with one conditional subtraction. Comparisons are
+// L pixels a step (4 on SSE2, 8 on AVX2, 16 on AVX-512, chosen when a frame
+// is drawn), each lane carrying its own phase. Lanes advance by L mod period
+// and wrap with one conditional subtraction. Comparisons are
 // sign bits of differences (t >> 31 is all ones where t < 0), which needs
 // every phase and difference to stay within 31 bits: periods up to 2^30 take
 // the lanes, longer ones (stripes half a billion pixels wide) the pixel loop.
-constexpr uint32_t kLanes = 8;
 constexpr uint32_t kLanePeriodLimit = 1u << 30;
 
-using Lanes = uint32_t __attribute__((vector_size(4 * kLanes)));
-using SignedLanes = int32_t __attribute__((vector_size(4 * kLanes)));
-using Bytes = uint8_t __attribute__((vector_size(kLanes)));
+template <uint32_t L>
+struct Vectors {
+  typedef uint32_t Lanes __attribute__((vector_size(4 * L)));
+  typedef int32_t SignedLanes __attribute__((vector_size(4 * L)));
+  typedef uint8_t Bytes __attribute__((vector_size(L)));
+};
 
 // What one row needs: the two colours' low 24 bits, the width and the period.
 // A period at or below the width (the doubled width wrapped) draws only the
@@ -45,10 +50,11 @@ struct RowPattern {
 };
 
 // Lane i of the first block holds (first + i) mod period for rows drawn to
-// the right, (first + kLanes - 1 - i) mod period for rows drawn to the left.
+// the right, (first + L - 1 - i) mod period for rows drawn to the left.
 // Vectors stay local to the row functions: passing them between functions
-// would change with the instruction set each clone is built for.
-void FirstPhases(uint32_t (&phases)[kLanes], const RowPattern &pattern, uint32_t first, bool rising) {
+// would change with the instruction set each path is built for.
+template <uint32_t kLanes>
+TESSIVO_INLINE void FirstPhases(uint32_t (&phases)[kLanes], const RowPattern &pattern, uint32_t first, bool rising) {
   uint32_t phase = first;
   for (uint32_t i = 0; i < kLanes; ++i) {
     phases[rising ? i : kLanes - 1 - i] = phase;
@@ -56,10 +62,13 @@ void FirstPhases(uint32_t (&phases)[kLanes], const RowPattern &pattern, uint32_t
   }
 }
 
-__attribute__((target_clones("avx2", "default"))) void ArgbRow(uint8_t *row, uint32_t count, uint32_t phase,
-                                                               const RowPattern &pattern) {
+// kLanes = 0: the pixel loop alone.
+template <uint32_t kLanes>
+TESSIVO_INLINE void ArgbRow(uint8_t *row, uint32_t count, uint32_t phase, const RowPattern &pattern) {
+  using Lanes = typename Vectors<kLanes == 0 ? 1 : kLanes>::Lanes;
+  using SignedLanes = typename Vectors<kLanes == 0 ? 1 : kLanes>::SignedLanes;
   uint32_t x = 0;
-  if (pattern.fitsLanes() && count >= kLanes) {
+  if constexpr (kLanes > 0) if (pattern.fitsLanes() && count >= kLanes) {
     uint32_t first[kLanes];
     FirstPhases(first, pattern, phase, true);
     SignedLanes phases;
@@ -90,10 +99,13 @@ __attribute__((target_clones("avx2", "default"))) void ArgbRow(uint8_t *row, uin
 // Right to left, so that a block's sixteen grey bytes are loaded before the
 // 64 bytes of its widened pixels are stored: the store starts at four times
 // the block's first byte, never below any byte still to be read.
-__attribute__((target_clones("avx2", "default"))) void Planar8Row(uint8_t *row, uint32_t count, uint32_t phase,
-                                                                  const RowPattern &pattern) {
+template <uint32_t kLanes>
+TESSIVO_INLINE void Planar8Row(uint8_t *row, uint32_t count, uint32_t phase, const RowPattern &pattern) {
+  using Lanes = typename Vectors<kLanes == 0 ? 1 : kLanes>::Lanes;
+  using SignedLanes = typename Vectors<kLanes == 0 ? 1 : kLanes>::SignedLanes;
+  using Bytes = typename Vectors<kLanes == 0 ? 1 : kLanes>::Bytes;
   uint32_t x = count;  // pixels [0, x) are still grey; phase belongs to pixel x - 1
-  if (pattern.fitsLanes() && count >= kLanes) {
+  if constexpr (kLanes > 0) if (pattern.fitsLanes() && count >= kLanes) {
     uint32_t first[kLanes];
     FirstPhases(first, pattern, phase, false);
     SignedLanes phases;
@@ -120,6 +132,67 @@ __attribute__((target_clones("avx2", "default"))) void Planar8Row(uint8_t *row, 
   }
 }
 
+// Every row of a frame on one path, compiled for its instruction set.
+template <uint32_t kLanes>
+TESSIVO_INLINE void ArgbRows(const StripeImage &image, const Stripes &stripes, const RowPattern &pattern) {
+  const size_t stride = size_t{image.rowBytes >> 2} * 4;
+  auto *row = static_cast<uint8_t *>(image.pixels);
+  for (uint32_t y = 0; y < image.height; ++y, row += stride) {
+    const uint32_t start = (image.frameHeight - y + stripes.counter) % pattern.period;
+    ArgbRow<kLanes>(row, image.width, start, pattern);
+  }
+}
+
+template <uint32_t kLanes>
+TESSIVO_INLINE void Planar8Rows(const StripeImage &image, const Stripes &stripes, const RowPattern &pattern) {
+  // Grey rows and widened rows share one stride, a whole number of pixels,
+  // so each row is widened within its own bytes and the row order is free.
+  const size_t stride = size_t{image.rowBytes >> 2} * 4;
+  const uint32_t skipped = image.frameWidth > image.width ? image.frameWidth - image.width : 0;
+  auto *row = static_cast<uint8_t *>(image.pixels) + stride * image.height;
+  for (uint32_t r = image.height; r-- > 0;) {
+    row -= stride;
+    // The phase of the frame's last column, moved on to the last column held.
+    const uint32_t last = (r + 1 + stripes.counter) % pattern.period;
+    const uint32_t start = static_cast<uint32_t>((uint64_t{last} + skipped) % pattern.period);
+    Planar8Row<kLanes>(row, image.width, start, pattern);
+  }
+}
+
+#define TESSIVO_STRIPE_PATH(suffix, attributes, lanes)                                                   \
+  attributes void ArgbRows##suffix(const StripeImage &image, const Stripes &stripes,                     \
+                                   const RowPattern &pattern) {                                          \
+    ArgbRows<lanes>(image, stripes, pattern);                                                            \
+  }                                                                                                      \
+  attributes void Planar8Rows##suffix(const StripeImage &image, const Stripes &stripes,                  \
+                                      const RowPattern &pattern) {                                       \
+    Planar8Rows<lanes>(image, stripes, pattern);                                                         \
+  }
+TESSIVO_STRIPE_PATH(Scalar, , 0)
+TESSIVO_STRIPE_PATH(Sse2, TESSIVO_TARGET_SSE2, 4)
+#if defined(__x86_64__)
+TESSIVO_STRIPE_PATH(Avx2, TESSIVO_TARGET_AVX2, 8)
+TESSIVO_STRIPE_PATH(Avx512, TESSIVO_TARGET_AVX512, 16)
+#endif
+
+using RowsPath = void (*)(const StripeImage &, const Stripes &, const RowPattern &);
+
+// The argb or the planar8 rows on the active level's path.
+RowsPath ChooseRows(bool planar) {
+  switch (ActiveSimdLevel()) {
+    case SimdLevel::kScalar:
+      return planar ? Planar8RowsScalar : ArgbRowsScalar;
+#if defined(__x86_64__)
+    case SimdLevel::kAvx512:
+      return planar ? Planar8RowsAvx512 : ArgbRowsAvx512;
+    case SimdLevel::kAvx2:
+      return planar ? Planar8RowsAvx2 : ArgbRowsAvx2;
+#endif
+    default:
+      return planar ? Planar8RowsSse2 : ArgbRowsSse2;
+  }
+}
+
 }  // namespace
 
 uint32_t StripeRadius(float radiusFactor, float maxRadius) { return TruncateToUInt32(radiusFactor * maxRadius); }
@@ -131,30 +204,12 @@ uint32_t StripeWidth(float widthFactor, float stripesWidth) {
 
 void DrawStripesArgb(const StripeImage &image, const Stripes &stripes) {
   if (image.pixels == nullptr || stripes.width == 0) return;
-  const RowPattern pattern(stripes);
-  const size_t stride = size_t{image.rowBytes >> 2} * 4;
-  auto *row = static_cast<uint8_t *>(image.pixels);
-  for (uint32_t y = 0; y < image.height; ++y, row += stride) {
-    const uint32_t start = (image.frameHeight - y + stripes.counter) % pattern.period;
-    ArgbRow(row, image.width, start, pattern);
-  }
+  ChooseRows(false)(image, stripes, RowPattern(stripes));
 }
 
 void DrawStripesPlanar8InPlace(const StripeImage &image, const Stripes &stripes) {
   if (image.pixels == nullptr || stripes.width == 0) return;
-  const RowPattern pattern(stripes);
-  // Grey rows and widened rows share one stride, a whole number of pixels,
-  // so each row is widened within its own bytes and the row order is free.
-  const size_t stride = size_t{image.rowBytes >> 2} * 4;
-  const uint32_t skipped = image.frameWidth > image.width ? image.frameWidth - image.width : 0;
-  auto *row = static_cast<uint8_t *>(image.pixels) + stride * image.height;
-  for (uint32_t r = image.height; r-- > 0;) {
-    row -= stride;
-    // The phase of the frame's last column, moved on to the last column held.
-    const uint32_t last = (r + 1 + stripes.counter) % pattern.period;
-    const uint32_t start = static_cast<uint32_t>((uint64_t{last} + skipped) % pattern.period);
-    Planar8Row(row, image.width, start, pattern);
-  }
+  ChooseRows(true)(image, stripes, RowPattern(stripes));
 }
 
 }  // namespace tessivo

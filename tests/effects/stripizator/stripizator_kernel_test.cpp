@@ -6,9 +6,11 @@
 #include <cstring>
 #include <limits>
 #include <random>
+#include <string>
 #include <vector>
 
 #include "stripes_definition.h"
+#include "tessivo/test/simd_levels.h"
 
 namespace tessivo {
 namespace {
@@ -41,6 +43,8 @@ struct Buffer {
 // widths from 1 to beyond 2^31 (where the period wraps), and buffers that hold
 // less than the frame (the phases still follow the frame's size).
 TEST(StripesKernel, MatchDefinitionInBothPaths) {
+  test::ForEachSimdLevel([](const std::string &level) {
+  SCOPED_TRACE(level);
   std::mt19937 random(7);
   const uint32_t widths[] = {1,  2,    3,           7,           8,           15,          16,
                              17, 1000, 0x40000003u, 0x7FFFFFFFu, 0x80000000u, 0x80000001u, 0xFFFFFFFFu};
@@ -84,6 +88,7 @@ TEST(StripesKernel, MatchDefinitionInBothPaths) {
       }
     }
   }
+  });
 }
 
 // Conversions of the control products, and the smallest cases by hand.
