@@ -6,6 +6,7 @@
 #include <muParser.h>
 
 #include <algorithm>
+#include <bit>
 #include <cmath>
 #include <cstdint>
 
@@ -21,11 +22,17 @@ double ramp(double t, double start, double end) {
 // Steps of `every` seconds: 0, 1, 2, ... (the index of the step t falls in).
 double step(double t, double every) { return every > 0.0 ? std::floor(t / every) : 0.0; }
 
+// The integer part of v as 64 bits; a value beyond the 64-bit integers (or not
+// a number) gives its own bit pattern, so every time still has a noise value.
+uint64_t wholeNumberBits(double v) {
+  if (std::fabs(v) < 9223372036854775808.0) return static_cast<uint64_t>(static_cast<int64_t>(v));
+  return std::bit_cast<uint64_t>(v);
+}
+
 // A value in [0, 1] that changes every `every` seconds, the same for the same seed.
 double noise(double t, double every, double seed) {
   const double index = every > 0.0 ? std::floor(t / every) : 0.0;
-  uint64_t x = static_cast<uint64_t>(static_cast<int64_t>(index)) * 0x9E3779B97F4A7C15ull ^
-               static_cast<uint64_t>(static_cast<int64_t>(seed)) * 0xBF58476D1CE4E5B9ull;
+  uint64_t x = wholeNumberBits(index) * 0x9E3779B97F4A7C15ull ^ wholeNumberBits(seed) * 0xBF58476D1CE4E5B9ull;
   x ^= x >> 31;
   x *= 0x94D049BB133111EBull;
   x ^= x >> 29;

@@ -11,6 +11,7 @@ packages=(
   frei0r-plugins-dev ffmpeg melt gstreamer1.0-tools gstreamer1.0-plugins-base gstreamer1.0-plugins-good
   gstreamer1.0-plugins-bad
   libavformat-dev libavfilter-dev libavcodec-dev libswscale-dev libavutil-dev libmuparser-dev
+  clang libclang-rt-14-dev
 )
 
 missing=()

@@ -7,6 +7,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <atomic>
 #include <mutex>
 
@@ -195,11 +196,59 @@ void Graph::setOnOff(NodeId id, bool on) {
 }
 
 bool Graph::reaches(NodeId from, NodeId target) const {
-  if (from == target) return true;
-  const Node& n = node(from);
-  for (size_t port = 0; port < n.wired.size(); ++port)
-    if (n.wired[port] && reaches(n.upstream[port], target)) return true;
+  // Walks upstream with a stack and a visited mark: no recursion, and each
+  // node once however many paths lead to it.
+  std::vector<bool> seen(nodes_.size(), false);
+  std::vector<NodeId> pending{from};
+  while (!pending.empty()) {
+    const NodeId id = pending.back();
+    pending.pop_back();
+    if (id == target) return true;
+    if (seen[id]) continue;
+    seen[id] = true;
+    const Node& n = node(id);
+    for (size_t port = 0; port < n.wired.size(); ++port)
+      if (n.wired[port]) pending.push_back(n.upstream[port]);
+  }
   return false;
+}
+
+// The longest run of modules that ends at each node (upstream) or starts at
+// it (downstream), counting the node itself when it is a module. Nodes are
+// visited in an order where every input comes first, found without recursion.
+std::vector<size_t> Graph::chainLengths(bool downstream) const {
+  const size_t count = nodes_.size();
+  std::vector<std::vector<NodeId>> before(count);  // the nodes whose length this one's depends on
+  for (NodeId id = 0; id < count; ++id) {
+    const Node& n = *nodes_[id];
+    for (size_t port = 0; port < n.wired.size(); ++port)
+      if (n.wired[port]) {
+        if (downstream) before[n.upstream[port]].push_back(id);
+        else before[id].push_back(n.upstream[port]);
+      }
+  }
+  std::vector<size_t> length(count, 0);
+  std::vector<uint8_t> state(count, 0);  // 0 new, 1 waiting for the nodes before it, 2 done
+  std::vector<NodeId> pending;
+  for (NodeId start = 0; start < count; ++start) {
+    pending.push_back(start);
+    while (!pending.empty()) {
+      const NodeId id = pending.back();
+      if (state[id] == 0) {
+        state[id] = 1;
+        for (NodeId other : before[id])
+          if (state[other] == 0) pending.push_back(other);
+        continue;
+      }
+      pending.pop_back();
+      if (state[id] == 2) continue;
+      state[id] = 2;
+      size_t longest = 0;
+      for (NodeId other : before[id]) longest = std::max(longest, length[other]);
+      length[id] = longest + (nodes_[id]->instance != nullptr ? 1 : 0);
+    }
+  }
+  return length;
 }
 
 void Graph::connect(NodeId from, NodeId to, uint32_t port) {
@@ -208,6 +257,12 @@ void Graph::connect(NodeId from, NodeId to, uint32_t port) {
   if (sink.instance == nullptr) throw HostError(fmt::format("node {} ({}) has no inputs", to, describe(to)));
   if (reaches(from, to))
     throw HostError(fmt::format("wiring {} to {} would make a loop", describe(from), describe(to)));
+  // Each module renders its inputs within its own render, so the stack grows
+  // with the longest run of modules: refuse a wire that makes it too long.
+  const size_t chain = chainLengths(false)[from] + chainLengths(true)[to];
+  if (chain > kMaxChainModules)
+    throw HostError(fmt::format("wiring {} to {} would make a chain of {} modules; at most {} can be chained",
+                                describe(from), describe(to), chain, kMaxChainModules));
   sink.instance->setInput(port, source.source);  // checks the port and the value type
   sink.upstream[port] = from;
   sink.wired[port] = true;

@@ -21,6 +21,8 @@ uint32_t freshStamp() {
   return stamp;
 }
 
+const void* pixelsOf(const std::vector<uint8_t>& pixels) { return pixels.empty() ? nullptr : pixels.data(); }
+
 }  // namespace
 
 bool isSupportedFormat(uint32_t pixelFormat) { return pixelFormat == kGrey8 || pixelFormat == kARGB32; }
@@ -38,30 +40,30 @@ uint32_t paddedRowBytes(uint32_t width, uint32_t pixelFormat) {
 
 Image::Image() {
   syncDescriptor();
-  ImageRegistry::instance().add(this);
+  ImageRegistry::instance().add(this, pixelsOf(pixels_));
 }
 
 Image::Image(uint32_t width, uint32_t height, uint32_t pixelFormat) {
   allocate(width, height, pixelFormat);
-  ImageRegistry::instance().add(this);
+  ImageRegistry::instance().add(this, pixelsOf(pixels_));
 }
 
 Image::Image(const Image& other)
     : width_(other.width_), height_(other.height_), format_(other.format_), rowBytes_(other.rowBytes_),
       stamp_(other.stamp_), pixels_(other.pixels_) {
   syncDescriptor();
-  ImageRegistry::instance().add(this);
+  ImageRegistry::instance().add(this, pixelsOf(pixels_));
 }
 
 Image::Image(Image&& other) noexcept
     : width_(other.width_), height_(other.height_), format_(other.format_), rowBytes_(other.rowBytes_),
       stamp_(other.stamp_) {
   // The registry lock orders the hand-over of the buffer against lookups by address.
-  ImageRegistry::instance().transfer(other.pixels_, pixels_);
+  ImageRegistry::instance().transfer(&other, other.pixels_, this, pixels_);
   other.width_ = other.height_ = other.rowBytes_ = 0;
   other.syncDescriptor();
   syncDescriptor();
-  ImageRegistry::instance().add(this);
+  ImageRegistry::instance().add(this, pixelsOf(pixels_));
 }
 
 Image& Image::operator=(const Image& other) {
@@ -73,7 +75,7 @@ Image& Image::operator=(const Image& other) {
 
 Image& Image::operator=(Image&& other) noexcept {
   if (this == &other) return *this;
-  ImageRegistry::instance().transfer(other.pixels_, pixels_);
+  ImageRegistry::instance().transfer(&other, other.pixels_, this, pixels_);
   width_ = other.width_;
   height_ = other.height_;
   format_ = other.format_;
@@ -96,7 +98,7 @@ void Image::allocate(uint32_t width, uint32_t height, uint32_t pixelFormat) {
   if (uint64_t(rowBytes) * height > kMaxImageBytes)
     throw HostError(fmt::format("image size {}x{} needs more than {} bytes", width, height, kMaxImageBytes));
   std::vector<uint8_t> pixels(size_t(rowBytes) * (rowBytes == 0 ? 0 : height), 0);
-  ImageRegistry::instance().transfer(pixels, pixels_);
+  ImageRegistry::instance().transfer(nullptr, pixels, this, pixels_);
   width_ = rowBytes == 0 ? 0 : width;
   height_ = rowBytes == 0 ? 0 : height;
   format_ = pixelFormat;

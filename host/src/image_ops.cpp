@@ -30,18 +30,35 @@ void writePixel(uint8_t* row, size_t x, uint32_t format, uint32_t value) {
     std::memcpy(row + x * 4, &value, 4);
 }
 
+// Wide enough for any sum or difference of two 64-bit coordinates.
+__extension__ typedef __int128 Wide;
+
 // Clips a w x h block at (sx, sy) of source copied to (dx, dy) of destination so
-// that it lies inside both, moving both corners together. False when nothing is left.
+// that it lies inside both, moving both corners together. False when nothing is
+// left. Any coordinates and sizes, however large, are clipped without overflow.
 bool clipBlock(int64_t& sx, int64_t& sy, int64_t& w, int64_t& h, const Image& source, int64_t& dx, int64_t& dy,
                const Image& destination) {
   auto clipAxis = [](int64_t& s, int64_t& d, int64_t& length, int64_t sLimit, int64_t dLimit) {
-    if (s < 0) { length += s; d -= s; s = 0; }
-    if (d < 0) { length += d; s -= d; d = 0; }
-    length = std::min({length, sLimit - s, dLimit - d});
+    Wide from = s, to = d, span = length;
+    if (from < 0) { span += from; to -= from; from = 0; }
+    if (to < 0) { span += to; from -= to; to = 0; }
+    span = std::min({span, Wide{sLimit} - from, Wide{dLimit} - to});
+    if (span <= 0) return false;
+    // Both corners now lie inside their images.
+    s = static_cast<int64_t>(from), d = static_cast<int64_t>(to), length = static_cast<int64_t>(span);
+    return true;
   };
-  clipAxis(sx, dx, w, source.width(), destination.width());
-  clipAxis(sy, dy, h, source.height(), destination.height());
-  return w > 0 && h > 0;
+  return clipAxis(sx, dx, w, source.width(), destination.width()) &&
+         clipAxis(sy, dy, h, source.height(), destination.height());
+}
+
+// The part [begin, end) of the w x h rectangle at (x, y) inside the image.
+bool clipRect(const Image& image, int64_t x, int64_t y, int64_t w, int64_t h, int64_t& x0, int64_t& y0, int64_t& x1,
+              int64_t& y1) {
+  x0 = std::max<int64_t>(x, 0), y0 = std::max<int64_t>(y, 0);
+  x1 = static_cast<int64_t>(std::clamp<Wide>(Wide{x} + w, 0, image.width()));
+  y1 = static_cast<int64_t>(std::clamp<Wide>(Wide{y} + h, 0, image.height()));
+  return x0 < x1 && y0 < y1;
 }
 
 }  // namespace
@@ -134,9 +151,8 @@ void blit(const Image& source, Image& destination, int64_t x, int64_t y) {
 }
 
 void fillRect(Image& image, int64_t x, int64_t y, int64_t w, int64_t h, uint32_t value) {
-  const int64_t x0 = std::max<int64_t>(x, 0), y0 = std::max<int64_t>(y, 0);
-  const int64_t x1 = std::min<int64_t>(x + w, image.width()), y1 = std::min<int64_t>(y + h, image.height());
-  if (x0 >= x1 || y0 >= y1) return;
+  int64_t x0, y0, x1, y1;
+  if (!clipRect(image, x, y, w, h, x0, y0, x1, y1)) return;
   for (int64_t row = y0; row < y1; ++row) {
     uint8_t* out = image.mutableRow(static_cast<uint32_t>(row));
     for (int64_t col = x0; col < x1; ++col) writePixel(out, size_t(col), image.pixelFormat(), value);
@@ -184,8 +200,8 @@ void blendFillRect(Image& image, int64_t x, int64_t y, int64_t w, int64_t h, uin
     fillRect(image, x, y, w, h, value);
     return;
   }
-  const int64_t x0 = std::max<int64_t>(x, 0), y0 = std::max<int64_t>(y, 0);
-  const int64_t x1 = std::min<int64_t>(x + w, image.width()), y1 = std::min<int64_t>(y + h, image.height());
+  int64_t x0, y0, x1, y1;
+  if (!clipRect(image, x, y, w, h, x0, y0, x1, y1)) return;
   const uint32_t f = image.pixelFormat();
   for (int64_t row = y0; row < y1; ++row) {
     uint8_t* out = image.mutableRow(static_cast<uint32_t>(row));

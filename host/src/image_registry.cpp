@@ -7,12 +7,18 @@ ImageRegistry& ImageRegistry::instance() {
   return registry;
 }
 
-void ImageRegistry::add(Image* image) {
+namespace {
+
+const void* addressOf(const std::vector<uint8_t>& pixels) { return pixels.empty() ? nullptr : pixels.data(); }
+
+}  // namespace
+
+void ImageRegistry::add(const Image* image, const void* pixels) {
   std::lock_guard lock(mutex_);
-  images_.insert(image);
+  images_[image] = pixels;
 }
 
-void ImageRegistry::remove(Image* image) {
+void ImageRegistry::remove(const Image* image) {
   std::lock_guard lock(mutex_);
   images_.erase(image);
 }
@@ -26,16 +32,19 @@ Image* ImageRegistry::find(const Image* image) const {
 Image* ImageRegistry::findByPixels(const void* pixels) const {
   if (pixels == nullptr) return nullptr;
   std::lock_guard lock(mutex_);
-  for (const Image* image : images_)
-    if (!image->empty() && image->data() == pixels) return const_cast<Image*>(image);
+  for (const auto& [image, address] : images_)
+    if (address == pixels) return const_cast<Image*>(image);
   return nullptr;
 }
 
-void ImageRegistry::transfer(std::vector<uint8_t>& from, std::vector<uint8_t>& to) {
+void ImageRegistry::transfer(const Image* fromImage, std::vector<uint8_t>& from, const Image* toImage,
+                             std::vector<uint8_t>& to) {
   std::lock_guard lock(mutex_);
   to.swap(from);
   from.clear();
   from.shrink_to_fit();
+  if (fromImage != nullptr && images_.contains(fromImage)) images_[fromImage] = nullptr;
+  if (toImage != nullptr && images_.contains(toImage)) images_[toImage] = addressOf(to);
 }
 
 }  // namespace tessivo::host

@@ -47,6 +47,46 @@ json valueToJson(const SettingValue &value) {
   return entry;
 }
 
+std::string clipped(std::string text, std::size_t chars) {
+  if (text.size() > chars) text = text.substr(0, chars) + "...";
+  return text;
+}
+
+// A short, one-line view of a value for a message: at most two levels of
+// nesting and about sixty characters, so a hostile value (nested thousands
+// deep or megabytes long) neither floods the message nor exhausts the stack.
+void appendExcerpt(std::string &out, const json &value, int depth) {
+  constexpr std::size_t kMaxChars = 60;
+  if (out.size() >= kMaxChars) return;
+  if (value.is_array() || value.is_object()) {
+    const bool array = value.is_array();
+    out += array ? '[' : '{';
+    if (!value.empty() && depth >= 2) {
+      out += "...";
+    } else {
+      bool first = true;
+      for (auto item = value.begin(); item != value.end(); ++item, first = false) {
+        if (out.size() >= kMaxChars) {
+          out += "...";
+          break;
+        }
+        if (!first) out += ',';
+        if (!array) out += clipped(json(item.key()).dump(), kMaxChars) + ':';
+        appendExcerpt(out, item.value(), depth + 1);
+      }
+    }
+    out += array ? ']' : '}';
+    return;
+  }
+  out += clipped(value.dump(), kMaxChars);
+}
+
+std::string excerpt(const json &value) {
+  std::string out;
+  appendExcerpt(out, value, 0);
+  return out;
+}
+
 class Reader {
 public:
   explicit Reader(std::string_view source) : source_(source) {}
@@ -63,7 +103,7 @@ public:
       if (text == "inf") return std::numeric_limits<double>::infinity();
       if (text == "-inf") return -std::numeric_limits<double>::infinity();
     }
-    fail(where, "expected a number, found " + value.dump());
+    fail(where, "expected a number, found " + excerpt(value));
   }
 
   SettingValue readValue(const json &entry, const std::string &where) const {
@@ -77,17 +117,22 @@ public:
       if (value->is_number_integer() && !(value->is_number_unsigned() &&
                                           value->get<std::uint64_t>() > std::uint64_t{INT64_MAX}))
         return SettingValue(value->get<std::int64_t>());
-      fail(where, "expected a 64-bit integer, found " + value->dump());
+      fail(where, "expected a 64-bit integer, found " + excerpt(*value));
     }
     if (name == "double") return SettingValue(readDouble(*value, where));
     if (name == "boolean") {
       if (value->is_boolean()) return SettingValue(value->get<bool>());
-      fail(where, "expected true or false, found " + value->dump());
+      fail(where, "expected true or false, found " + excerpt(*value));
     }
     if (name == "color") return SettingValue(readColor(*value, where));
     if (name == "string") {
-      if (value->is_string()) return SettingValue(value->get<std::string>());
-      fail(where, "expected a string, found " + value->dump());
+      if (value->is_string()) {
+        // Modules take strings as C strings: a NUL would cut the text short.
+        if (value->get_ref<const std::string &>().find('\0') != std::string::npos)
+          fail(where, "a string may not contain a NUL character (\\u0000)");
+        return SettingValue(value->get<std::string>());
+      }
+      fail(where, "expected a string, found " + excerpt(*value));
     }
     fail(where, "unknown type \"" + name + "\" (expected integer, double, boolean, color or string)");
   }
@@ -95,11 +140,11 @@ public:
   Color readColor(const json &value, const std::string &where) const {
     if (value.is_string()) {
       if (const auto hex = parseHexColor(value.get_ref<const std::string &>())) return Color::fromPacked(hex->argb);
-      fail(where, "expected #RRGGBB or #AARRGGBB, found " + value.dump());
+      fail(where, "expected #RRGGBB or #AARRGGBB, found " + excerpt(value));
     }
     if (!value.is_array() || (value.size() != 4 && value.size() != 2))
       fail(where, "expected a colour of 4 components (red, green, blue, alpha) or 2 (grey, alpha), found " +
-                      value.dump());
+                      excerpt(value));
     Color color{{}};
     for (const json &component : value) color.components.push_back(readDouble(component, where));
     return color;

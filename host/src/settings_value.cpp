@@ -133,6 +133,8 @@ CFTypeRef makeCFValue(const SettingValue &value) {
       return made;
     }
     case ValueType::String:
+      // A C string ends at a NUL: a string holding one cannot be handed over whole.
+      if (value.asString().find('\0') != std::string::npos) return nullptr;
       return CFStringCreateWithCString(kCFAllocatorDefault, value.asString().c_str(), kCFStringEncodingUTF8);
   }
   return nullptr;

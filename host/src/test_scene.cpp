@@ -13,6 +13,17 @@ namespace {
 constexpr uint32_t kBarColours[] = {0xFFFFFFFF, 0xFFFFFF00, 0xFF00FFFF, 0xFF00FF00,
                                     0xFFFF00FF, 0xFFFF0000, 0xFF0000FF, 0xFF000000};
 
+// t modulo period, in [0, period): any time, negative or huge, gives a place
+// in the cycle; a time that is not a number (or overflows) gives the start.
+double cycle(double t, double period) {
+  const double place = std::fmod(t, period);
+  if (!std::isfinite(place)) return 0.0;
+  return place < 0.0 ? place + period : place;
+}
+
+// An angle for sin and cos, which are finite for every finite argument.
+double finite(double angle) { return std::isfinite(angle) ? angle : 0.0; }
+
 uint32_t argb(uint32_t a, uint32_t r, uint32_t g, uint32_t b) { return a << 24 | r << 16 | g << 8 | b; }
 
 // The scene's colour at (x, y): four horizontal bands.
@@ -25,7 +36,7 @@ uint32_t scenePixel(uint32_t x, uint32_t y, uint32_t w, uint32_t h, double t, do
   const uint32_t third = std::max<uint32_t>(h / 3, 1);
   if (y < third) {
     const uint32_t barWidth = std::max<uint32_t>(w / 8, 1);
-    const auto shift = static_cast<uint64_t>(std::fmod(t * 0.25, 1.0) * w);
+    const auto shift = static_cast<uint64_t>(cycle(t * 0.25, 1.0) * w);
     const uint64_t bar = ((x + w - shift % std::max<uint32_t>(w, 1)) / barWidth) % 8;
     return kBarColours[bar];
   }
@@ -37,12 +48,12 @@ uint32_t scenePixel(uint32_t x, uint32_t y, uint32_t w, uint32_t h, double t, do
   }
   if (x < w / 2) {
     const uint32_t square = std::max<uint32_t>(std::min(w, h) / 16, 2);
-    const auto offset = static_cast<uint32_t>(t * 8.0) % (2 * square);
+    const auto offset = static_cast<uint32_t>(cycle(t * 8.0, 2.0 * square));
     return (((x + offset) / square + y / square) & 1) != 0 ? 0xFFE0E0E0 : 0xFF202020;
   }
   const uint32_t span = std::max<uint32_t>(w - w / 2, 1);
   const uint32_t ramp = (x - w / 2) * 255 / span;
-  const double pulse = 0.5 + 0.5 * std::sin(t * 2.0);
+  const double pulse = 0.5 + 0.5 * std::sin(finite(t * 2.0));
   const auto alpha = static_cast<uint32_t>(ramp * (0.25 + 0.75 * pulse));
   return argb(alpha, 255 - ramp, 64, ramp);
 }
@@ -54,8 +65,9 @@ void renderTestScene(Image& into, uint32_t width, uint32_t height, double time, 
   if (into.empty()) return;
   const double third = std::max<uint32_t>(height / 3, 1);
   const double radius = std::max(2.0, std::min<double>(width, third) * 0.4);
-  const double discX = width * (0.5 + 0.35 * std::cos(time * 1.3));
-  const double discY = third * 1.5 + third * 0.3 * std::sin(time * 1.3);
+  const double orbit = finite(time * 1.3);
+  const double discX = width * (0.5 + 0.35 * std::cos(orbit));
+  const double discY = third * 1.5 + third * 0.3 * std::sin(orbit);
   for (uint32_t y = 0; y < height; ++y) {
     uint8_t* row = into.mutableRow(y);
     for (uint32_t x = 0; x < width; ++x) {

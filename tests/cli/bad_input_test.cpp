@@ -11,6 +11,7 @@ struct BadCase {
   const char* name;
   std::vector<std::string> args;
   const char* mentions;  // the error line names what is wrong
+  friend void PrintTo(const BadCase& c, std::ostream* out) { *out << c.name; }
 };
 
 class BadInputTest : public CliTest, public ::testing::WithParamInterface<BadCase> {

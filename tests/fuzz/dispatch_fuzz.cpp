@@ -30,7 +30,9 @@ constexpr int32_t kMessages[] = {kHostMessage1001, kHostMessage1002, kHostMessag
                                  kRenderStart,     kHostMessage3201, kRenderStop,       kRenderOutput,
                                  kInputValueArrived, kRequestCancelled, kHostMessage3300, kInputsConnected,
                                  kHostMessage3302, kOutputRequested};
-constexpr uint32_t kClassCodes[] = {FourCC("fadr"), FourCC("blur"), FourCC("kgmi"), 0};
+constexpr uint32_t kClassCodes[] = {FourCC("fadr"), FourCC("blur"), FourCC("dfsn"), FourCC("embs"),
+                                    FourCC("flsh"), FourCC("iris"), FourCC("jshn"), FourCC("kgmi"),
+                                    FourCC("lnlz"), FourCC("pixx"), FourCC("strp"), 0};
 constexpr uint32_t kValueTypes[] = {FourCC("imag"), FourCC("ddes"), FourCC("ctrl")};
 constexpr size_t kMaxInstances = 4;
 
@@ -61,7 +63,8 @@ bool PaddingIntact(TestImage &image) {
   return (image.format() == kPixelFormatARGB8888 && image.descriptor().rowBytes % 4 != 0) || image.paddingIntact();
 }
 
-// The instances that write every image as ARGB8888 rows.
+// The instances that write rows beyond their pixels: Kagami (every image as
+// ARGB8888 rows) and Linalize (clears its canvas whole row bytes).
 std::vector<void *> wholeWordWriters;
 
 void Create(FakeHost &host, FuzzInput &in, std::vector<void *> &instances) {
@@ -73,7 +76,8 @@ void Create(FakeHost &host, FuzzInput &in, std::vector<void *> &instances) {
   call.message = kInstanceCreate;
   if (ModuleMain(&call) == 1 && call.instance != nullptr) {
     instances.push_back(call.instance);
-    if (host.classRecord.classCode == FourCC("kgmi")) wholeWordWriters.push_back(call.instance);
+    if (host.classRecord.classCode == FourCC("kgmi") || host.classRecord.classCode == FourCC("lnlz"))
+      wholeWordWriters.push_back(call.instance);
   }
 }
 
@@ -129,8 +133,8 @@ void SendMessage(FakeHost &host, FuzzInput &in, const std::vector<void *> &insta
   ModuleMain(&call);
   host.deliverNothing(0);  // the image goes away with this message
   // Kagami treats every image as ARGB8888 whatever its format says, so in a
-  // one-byte image it writes whole words up to the row bytes: only ASan
-  // watches those rows.
+  // one-byte image it writes whole words up to the row bytes, and Linalize
+  // clears whole rows: only ASan watches those rows.
   const bool wholeWords = std::find(wholeWordWriters.begin(), wholeWordWriters.end(), call.instance) !=
                           wholeWordWriters.end();
   if (!wholeWords && (!PaddingIntact(*input) || !PaddingIntact(*output) || !PaddingIntact(*other))) {

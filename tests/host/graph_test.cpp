@@ -10,6 +10,8 @@ namespace {
 struct Mode {
   uint32_t format;
   bool threaded;
+  std::string name() const { return std::string(format ? "ARGB" : "Grey") + (threaded ? "Threaded" : ""); }
+  friend void PrintTo(const Mode& mode, std::ostream* out) { *out << mode.name(); }
 };
 
 // A still picture into a Fader, in both pixel formats and both delivery modes.
@@ -81,7 +83,7 @@ TEST_P(FaderGraphTest, MessagesAndCallsOfOneFrameComeInOrder) {
 INSTANTIATE_TEST_SUITE_P(Modes, FaderGraphTest,
                          ::testing::Values(Mode{kGrey8, false}, Mode{kARGB32, false}, Mode{kGrey8, true},
                                            Mode{kARGB32, true}),
-                         [](const auto& m) { return std::string(m.param.format ? "ARGB" : "Grey") + (m.param.threaded ? "Threaded" : ""); });
+                         [](const auto& m) { return m.param.name(); });
 
 TEST(Graph, WiringErrorsAndAMissingInputAreReported) {
   Recorder recorder;
@@ -102,6 +104,29 @@ TEST(Graph, WiringErrorsAndAMissingInputAreReported) {
   const Image first = *graph.renderFrame(a, 0.0, 40, 30, kGrey8);
   const auto later = graph.renderFrame(a, 3.0, 40, 30, kGrey8);
   EXPECT_TRUE(later->width() == 40u && compare(first, *later).differingPixels > 0u);
+}
+
+// A chain as long as allowed renders (each module renders the one before it
+// inside its own render); one more module is refused with a clear message,
+// wherever the wire that would make the chain too long is added.
+TEST(Graph, ChainsLongerThanTheLimitAreRefused) {
+  Recorder recorder;
+  auto bundle = testing::loadBundle(&recorder);
+  Graph graph(*bundle);
+  const Image input = testing::patterned(3, 2, kARGB32);
+  std::vector<NodeId> chain{graph.addStill(input)};
+  for (size_t i = 0; i < kMaxChainModules; ++i) {
+    chain.push_back(graph.addModule(FourCC("fadr")));
+    graph.connect(chain[i], chain.back(), 0);
+    graph.connect(graph.addConstant(0.0f), chain.back(), 2);
+  }
+  EXPECT_TRUE(samePixels(*graph.renderFrame(chain.back(), 0.0, 3, 2), input));
+  const NodeId after = graph.addModule(FourCC("fadr")), before = graph.addModule(FourCC("fadr"));
+  const std::string message = testing::errorOf([&] { graph.connect(chain.back(), after, 0); });
+  EXPECT_NE(message.find("chain of 257 modules; at most 256"), std::string::npos) << message;
+  graph.disconnect(chain[1], 0);
+  EXPECT_THROW(graph.connect(before, chain[1], 0), HostError);  // the chain grows at its head
+  graph.connect(chain[0], before, 0);  // a short branch beside the chain is fine
 }
 
 }  // namespace

@@ -1,7 +1,12 @@
 #include "host_test_support.h"
 #include "tessivo/host/image_ops.h"
+#include "tessivo/host/test_scene.h"
 
 #include <array>
+#include <atomic>
+#include <cmath>
+#include <limits>
+#include <thread>
 
 namespace tessivo::host {
 namespace {
@@ -26,6 +31,38 @@ TEST(Image, PaddedRowsSizesAndStamps) {
   const uint32_t second = image.stamp();
   image.mutableRow(0);
   EXPECT_TRUE(second != first && image.stamp() != second);
+}
+
+// A lookup by pixel address while a delivery thread reallocates another
+// image: the lookup reads only what the registry holds (ThreadSanitizer, run
+// by scripts/tsan.sh, reports any read of the other image's own fields).
+TEST(Image, LookupByPixelsWhileAThreadedDeliveryReallocates) {
+  Image still = patterned(3, 3, kGrey8);
+  std::atomic<bool> done{false};
+  std::thread delivery([&] {
+    Image moving;
+    for (uint32_t i = 0; !done; ++i) moving.reset(1 + i % 7, 1 + i % 5, i % 2 ? kGrey8 : kARGB32);
+  });
+  for (int i = 0; i < 20000; ++i) ASSERT_EQ(Image::fromPixels(still.data()), &still);
+  done = true;
+  delivery.join();
+  const uint8_t* pixels = still.data();
+  Image moved = std::move(still);  // the pixels go with the move
+  EXPECT_TRUE(Image::fromPixels(pixels) == &moved && moved.data() == pixels);
+  moved.reset(4, 4, kGrey8);
+  EXPECT_TRUE(Image::fromPixels(moved.data()) == &moved && Image::fromPixels(nullptr) == nullptr);
+}
+
+// The test scene at any time, however far out of range or not a number
+// (UBSan reports an out-of-range conversion): a time that is not finite shows
+// the scene at time 0.
+TEST(TestScene, RendersAtAnyTime) {
+  constexpr double kInf = std::numeric_limits<double>::infinity();
+  const Image start = renderTestScene(24, 12, 0.0, kARGB32);
+  for (const double time : {-1.0, -1e20, 1e20, 1e300, -kInf, kInf, std::numeric_limits<double>::quiet_NaN()}) {
+    const Image scene = renderTestScene(24, 12, time, kARGB32);
+    EXPECT_EQ(samePixels(scene, start), !std::isfinite(time)) << time;
+  }
 }
 
 TEST(ImageOps, ConvertScaleBlitAndCompare) {
@@ -56,6 +93,35 @@ TEST(ImageOps, ConvertScaleBlitAndCompare) {
   const ImageDifference diff = compare(a, b);
   EXPECT_TRUE(diff.differingPixels == 1u && diff.maxChannelDelta == 9u);
   EXPECT_FALSE(compare(a, Image(4, 4, kARGB32)).sameShape);
+}
+
+// Rectangles at or beyond the ends of the 64-bit range clip to the image
+// (UBSan reports any overflow on the way), in every operation.
+TEST(ImageOps, ExtremeRectanglesClipToTheImage) {
+  constexpr int64_t kMin = INT64_MIN, kMax = INT64_MAX;
+  const Image source = patterned(5, 4, kARGB32);
+  struct Case {
+    int64_t x, y, w, h;
+    uint64_t pixels;  // how many pixels of the 5 x 4 image the rectangle covers
+  };
+  const Case cases[] = {{kMin, kMin, kMax, kMax, 0}, {kMax, kMax, kMax, kMax, 0}, {-3, -2, kMax, kMax, 20},
+                        {3, 2, kMax, kMax, 4},       {kMin, 0, -1, kMax, 0},      {1, 1, kMin, kMin, 0},
+                        {kMax - 1, 0, 2, 2, 0}};
+  for (const auto& [x, y, w, h, pixels] : cases) {
+    Image filled(5, 4, kARGB32), blended(5, 4, kARGB32), copied(5, 4, kARGB32);
+    fillRect(filled, x, y, w, h, 0xFF00FF00);
+    blendFillRect(blended, x, y, w, h, 0xFF00FF00, 0.5f);
+    blitRect(source, x, y, w, h, copied, 0, 0);
+    blendBlitRect(source, 0, 0, w, h, copied, x, y, 0.5f);
+    EXPECT_EQ(compare(filled, Image(5, 4, kARGB32)).differingPixels, pixels) << x << "," << y;
+    EXPECT_EQ(compare(blended, Image(5, 4, kARGB32)).differingPixels, pixels) << x << "," << y;
+  }
+  Image target(5, 4, kARGB32);
+  blitRect(source, kMin, kMin, kMax, kMax, target, kMax, kMax);
+  blitRect(source, 0, 0, kMax, kMax, target, kMin, kMin);
+  EXPECT_TRUE(samePixels(target, Image(5, 4, kARGB32)));
+  blitRect(source, kMin, kMin, kMax, kMax, target, 0, 0);  // only the source's own pixels are read
+  EXPECT_TRUE(samePixels(target, Image(5, 4, kARGB32)));
 }
 
 }  // namespace

@@ -112,7 +112,15 @@ TEST(SettingsFile, CorruptFilesAreRefusedClearly) {
       {header + R"({"Stripizator":{"ForeColor":{"type":"color","value":[1,0,0]}}}})",
        "expected a colour of 4 components"},
       {header + R"({"Fader":{"Fade Color":{"type":"blob","value":5}}}})", "Fade Color"},
-      {R"({"format":"something else","version":1,"groups":{}})", "not a settings file"}};
+      {R"({"format":"something else","version":1,"groups":{}})", "not a settings file"},
+      {header + R"({"Fader":{"Note":{"type":"string","value":"a\u0000b"}}}})", "may not contain a NUL"},
+      // A value nested far too deep for a recursive dump is shown as a short excerpt.
+      {header + R"({"Fader":{"Note":{"type":"string","value":)" + std::string(200000, '[') +
+           std::string(200000, ']') + "}}}}",
+       R"(expected a string, found [[[...]]])"},
+      {header + R"({"Fader":{"Note":{"type":"boolean","value":{"a":[1,2],"b":")" + std::string(5000, 'x') +
+           R"("}}}}})",
+       R"(expected true or false, found {"a":[1,2],"b":"xxxxx)"}};
   SettingsStore store;
   store.set("Emboss", "Mode", 2);
   for (const auto &[text, expected] : cases) {
@@ -120,6 +128,7 @@ TEST(SettingsFile, CorruptFilesAreRefusedClearly) {
     const std::string message = errorOf([&] { store.loadFile(folder / "bad.json"); });
     EXPECT_NE(message.find(expected), std::string::npos) << message;
     EXPECT_EQ(message.find('\n'), std::string::npos) << message;
+    EXPECT_LT(message.size(), 300u) << message;
   }
   EXPECT_NE(errorOf([&] { store.loadFile(folder / "absent.json"); }).find("cannot open"), std::string::npos);
   EXPECT_TRUE(store.groups() == std::vector<std::string>{"Emboss"} && store.get("Emboss", "Mode")->asInteger() == 2);

@@ -16,6 +16,10 @@ namespace tessivo::host {
 
 using NodeId = size_t;
 
+// The longest run of modules one node's frame may pass through: each module
+// renders its inputs inside its own render, so the stack grows with the run.
+inline constexpr size_t kMaxChainModules = 256;
+
 class Graph {
  public:
   explicit Graph(Bundle& bundle);
@@ -38,7 +42,8 @@ class Graph {
   void setOnOff(NodeId node, bool on);
 
   // Wires node `from` to input `port` of module node `to`, checking the value type
-  // and refusing cycles; then sends InputsConnected to `to`. Throws HostError.
+  // and refusing cycles and chains of more than kMaxChainModules modules; then
+  // sends InputsConnected to `to`. Throws HostError.
   void connect(NodeId from, NodeId to, uint32_t port);
   void disconnect(NodeId to, uint32_t port);
 
@@ -59,6 +64,7 @@ class Graph {
   Node& node(NodeId id);
   const Node& node(NodeId id) const;
   bool reaches(NodeId from, NodeId target) const;
+  std::vector<size_t> chainLengths(bool downstream) const;
 
   Bundle& bundle_;
   std::vector<std::unique_ptr<Node>> nodes_;
