@@ -5,6 +5,9 @@
 #include <cstddef>
 #include <cstring>
 
+#include "tessivo/simd.h"
+#include "tessivo/simd_scan.h"
+
 namespace tessivo {
 namespace {
 
@@ -24,10 +27,10 @@ struct SplitWeight {
 
 SplitWeight SplitKeep(uint32_t keep) { return {static_cast<uint16_t>(keep & 0xFFu), static_cast<uint16_t>(keep >> 8)}; }
 
-// The split targets of sixteen consecutive bytes: one value throughout for
+// The split targets of 32 consecutive bytes: one value throughout for
 // Planar8, the four channels' values repeated for ARGB.
 struct TargetPattern {
-  static constexpr size_t kLength = 16;
+  static constexpr size_t kLength = 32;
   uint16_t tl[kLength], tm[kLength], th[kLength];
 
   void set(size_t byte, uint32_t toward) {
@@ -43,40 +46,87 @@ inline uint8_t FadeByte(uint16_t s, SplitWeight k, uint16_t tl, uint16_t tm, uin
   return static_cast<uint8_t>(th + (high >> 8));
 }
 
-// Sixteen bytes at a time in sixteen 16-bit lanes: one AVX2 register, or two
-// SSE2 ones where AVX2 is missing (the clone is chosen when the bundle loads).
-using Bytes16 = uint8_t __attribute__((vector_size(16)));
-using Lanes16 = uint16_t __attribute__((vector_size(32)));
+// K bytes at a time in K 16-bit lanes: 16 on SSE2 (two registers) and AVX2
+// (one), 32 on AVX-512 (one); the scalar path runs the byte loop alone.
+template <size_t K>
+struct Vectors {
+  typedef uint8_t Bytes __attribute__((vector_size(K)));
+  typedef uint16_t Lanes __attribute__((vector_size(2 * K)));
+};
 
-__attribute__((target_clones("avx2", "default"))) void FadeBytes(const uint8_t *source, uint8_t *destination,
-                                                                   size_t count, SplitWeight keep,
-                                                                   const TargetPattern &toward) {
-  constexpr size_t kBlock = TargetPattern::kLength;
-  Lanes16 tl, tm, th;
-  std::memcpy(&tl, toward.tl, sizeof tl);
-  std::memcpy(&tm, toward.tm, sizeof tm);
-  std::memcpy(&th, toward.th, sizeof th);
+template <size_t K>
+TESSIVO_INLINE void FadeBytes(const uint8_t *source, uint8_t *destination, size_t count, SplitWeight keep,
+                              const TargetPattern &toward) {
   size_t i = 0;
-  const auto fade = [&](const uint8_t *from, uint8_t *to) {
-    Bytes16 in;
-    std::memcpy(&in, from, kBlock);
-    const Lanes16 s = __builtin_convertvector(in, Lanes16);
-    const Lanes16 low = s * keep.kl + tl;
-    const Lanes16 high = s * keep.kh + tm + (low >> 8);
-    const Bytes16 out = __builtin_convertvector(th + (high >> 8), Bytes16);
-    std::memcpy(to, &out, kBlock);
-  };
-  // Two blocks a step keep both multipliers busy.
-  for (; i + 2 * kBlock <= count; i += 2 * kBlock) {
-    fade(source + i, destination + i);
-    fade(source + i + kBlock, destination + i + kBlock);
-  }
-  for (; i + kBlock <= count; i += kBlock) {
-    fade(source + i, destination + i);
+  if constexpr (K > 0) {
+    using Bytes = typename Vectors<K>::Bytes;
+    using Lanes = typename Vectors<K>::Lanes;
+    Lanes tl, tm, th;
+    std::memcpy(&tl, toward.tl, sizeof tl);
+    std::memcpy(&tm, toward.tm, sizeof tm);
+    std::memcpy(&th, toward.th, sizeof th);
+    const auto fade = [&](const uint8_t *from, uint8_t *to) __attribute__((always_inline)) {
+      Bytes in;
+      std::memcpy(&in, from, K);
+      const Lanes s = __builtin_convertvector(in, Lanes);
+      const Lanes low = s * keep.kl + tl;
+      const Lanes high = s * keep.kh + tm + (low >> 8);
+      const Bytes out = __builtin_convertvector(th + (high >> 8), Bytes);
+      std::memcpy(to, &out, K);
+    };
+    // Two blocks a step keep both multipliers busy.
+    for (; i + 2 * K <= count; i += 2 * K) {
+      fade(source + i, destination + i);
+      fade(source + i + K, destination + i + K);
+    }
+    for (; i + K <= count; i += K) {
+      fade(source + i, destination + i);
+    }
   }
   for (; i < count; ++i) {
-    const size_t j = i % kBlock;
+    const size_t j = i % TargetPattern::kLength;
     destination[i] = FadeByte(source[i], keep, toward.tl[j], toward.tm[j], toward.th[j]);
+  }
+}
+
+// The rows of a frame whose weight fits 16 bits, on one path.
+template <size_t K>
+TESSIVO_INLINE void FadeRows(const uint8_t *sourceRow, size_t sourceStride, uint8_t *destinationRow,
+                             size_t destinationStride, size_t count, uint32_t height, SplitWeight keep,
+                             const TargetPattern &toward) {
+  for (uint32_t y = 0; y < height; ++y) {
+    FadeBytes<K>(sourceRow, destinationRow, count, keep, toward);
+    sourceRow += sourceStride;
+    destinationRow += destinationStride;
+  }
+}
+
+#define TESSIVO_FADE_PATH(suffix, attributes, bytes)                                                          \
+  attributes void FadeRows##suffix(const uint8_t *sourceRow, size_t sourceStride, uint8_t *destinationRow,    \
+                                   size_t destinationStride, size_t count, uint32_t height, SplitWeight keep, \
+                                   const TargetPattern &toward) {                                             \
+    FadeRows<bytes>(sourceRow, sourceStride, destinationRow, destinationStride, count, height, keep, toward); \
+  }
+TESSIVO_FADE_PATH(Scalar, , 0)
+TESSIVO_FADE_PATH(Sse2, TESSIVO_TARGET_SSE2, 16)
+#if defined(__x86_64__)
+TESSIVO_FADE_PATH(Avx2, TESSIVO_TARGET_AVX2, 16)
+TESSIVO_FADE_PATH(Avx512, TESSIVO_TARGET_AVX512, 32)
+#endif
+
+void FadeSplitRows(const uint8_t *sourceRow, size_t sourceStride, uint8_t *destinationRow, size_t destinationStride,
+                   size_t count, uint32_t height, SplitWeight keep, const TargetPattern &toward) {
+  switch (ActiveSimdLevel()) {
+    case SimdLevel::kScalar:
+      return FadeRowsScalar(sourceRow, sourceStride, destinationRow, destinationStride, count, height, keep, toward);
+#if defined(__x86_64__)
+    case SimdLevel::kAvx512:
+      return FadeRowsAvx512(sourceRow, sourceStride, destinationRow, destinationStride, count, height, keep, toward);
+    case SimdLevel::kAvx2:
+      return FadeRowsAvx2(sourceRow, sourceStride, destinationRow, destinationStride, count, height, keep, toward);
+#endif
+    default:
+      return FadeRowsSse2(sourceRow, sourceStride, destinationRow, destinationStride, count, height, keep, toward);
   }
 }
 
@@ -89,13 +139,14 @@ void FadePlanar8(const FadeImage &image, uint32_t grey, uint32_t weight) {
   }
   const auto *sourceRow = static_cast<const uint8_t *>(image.source);
   auto *destinationRow = static_cast<uint8_t *>(image.destination);
+  if (FitsSixteenBits(weight)) {
+    FadeSplitRows(sourceRow, image.sourceRowBytes, destinationRow, image.destinationRowBytes, image.width,
+                  image.height, SplitKeep(keep), pattern);
+    return;
+  }
   for (uint32_t y = 0; y < image.height; ++y) {
-    if (FitsSixteenBits(weight)) {
-      FadeBytes(sourceRow, destinationRow, image.width, SplitKeep(keep), pattern);
-    } else {
-      for (uint32_t x = 0; x < image.width; ++x) {
-        destinationRow[x] = static_cast<uint8_t>((sourceRow[x] * keep + toward) >> 16);
-      }
+    for (uint32_t x = 0; x < image.width; ++x) {
+      destinationRow[x] = static_cast<uint8_t>((sourceRow[x] * keep + toward) >> 16);
     }
     sourceRow += image.sourceRowBytes;
     destinationRow += image.destinationRowBytes;
@@ -117,20 +168,21 @@ void FadeArgb(const FadeImage &image, uint32_t color, uint32_t weight) {
   // Rows step by whole pixels: row bytes rounded down to a multiple of 4.
   const size_t sourceStride = image.sourceRowBytes & ~3u;
   const size_t destinationStride = image.destinationRowBytes & ~3u;
+  if (FitsSixteenBits(weight)) {
+    FadeSplitRows(sourceRow, sourceStride, destinationRow, destinationStride, size_t{image.width} * 4, image.height,
+                  SplitKeep(keep), pattern);
+    return;
+  }
   for (uint32_t y = 0; y < image.height; ++y) {
-    if (FitsSixteenBits(weight)) {
-      FadeBytes(sourceRow, destinationRow, size_t{image.width} * 4, SplitKeep(keep), pattern);
-    } else {
-      for (uint32_t x = 0; x < image.width; ++x) {
-        uint32_t s = 0;
-        std::memcpy(&s, sourceRow + size_t{x} * 4, sizeof s);
-        uint32_t result = 0;
-        for (uint32_t shift = 0; shift < 32; shift += 8) {
-          const uint32_t towardChannel = weight * ((color >> shift) & 0xFFu);
-          result |= (((towardChannel + keep * ((s >> shift) & 0xFFu)) >> 16) & 0xFFu) << shift;
-        }
-        std::memcpy(destinationRow + size_t{x} * 4, &result, sizeof result);
+    for (uint32_t x = 0; x < image.width; ++x) {
+      uint32_t s = 0;
+      std::memcpy(&s, sourceRow + size_t{x} * 4, sizeof s);
+      uint32_t result = 0;
+      for (uint32_t shift = 0; shift < 32; shift += 8) {
+        const uint32_t towardChannel = weight * ((color >> shift) & 0xFFu);
+        result |= (((towardChannel + keep * ((s >> shift) & 0xFFu)) >> 16) & 0xFFu) << shift;
       }
+      std::memcpy(destinationRow + size_t{x} * 4, &result, sizeof result);
     }
     sourceRow += sourceStride;
     destinationRow += destinationStride;

@@ -3,9 +3,11 @@
 #include <gtest/gtest.h>
 
 #include "../module_test_support.h"
+#include "tessivo/test/simd_levels.h"
 
 #include <cstring>
 #include <random>
+#include <string>
 #include <tuple>
 #include <vector>
 
@@ -43,13 +45,16 @@ TEST_P(DiffuseMatchesDefinition, OnPaddedRandomFrames) {
   const auto [pixelBytes, width, height] = GetParam();
   const Frame source(width, height, pixelBytes, 5, width * 7 + height);
   const Frame before(width, height, pixelBytes, 11, 3);
-  Frame after = before;
-  Diffuse(Describe(source, after));
-  EXPECT_EQ(after.bytes, DirectDiffuse(source, before).bytes);
+  const Frame want = DirectDiffuse(source, before);
+  test::ForEachSimdLevel([&](const std::string &level) {
+    Frame after = before;
+    Diffuse(Describe(source, after));
+    EXPECT_EQ(after.bytes, want.bytes) << level;
+  });
 }
 
 INSTANTIATE_TEST_SUITE_P(Sizes, DiffuseMatchesDefinition,
-                         testing::Combine(testing::Values(1u, 4u), testing::Values(1u, 2u, 3u, 4u, 17u, 67u),
+                         testing::Combine(testing::Values(1u, 4u), testing::Values(1u, 2u, 3u, 4u, 17u, 67u, 133u),
                                           testing::Values(1u, 2u, 3u, 6u)));
 
 // One bright pixel on black spreads to the pixel above it and the three two

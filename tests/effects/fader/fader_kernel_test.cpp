@@ -2,9 +2,12 @@
 
 #include <gtest/gtest.h>
 
+#include "tessivo/test/simd_levels.h"
+
 #include <cmath>
 #include <cstring>
 #include <random>
+#include <string>
 #include <tuple>
 #include <vector>
 
@@ -64,6 +67,8 @@ class FadeKernelMatchesDefinition : public testing::TestWithParam<std::tuple<uin
 TEST_P(FadeKernelMatchesDefinition, OnPaddedRandomFrames) {
   const auto [format, amount, color] = GetParam();
   const uint32_t pixelBytes = format == 0 ? 1 : 4;
+  test::ForEachSimdLevel([&](const std::string &level) {
+  SCOPED_TRACE(level);
   for (const uint32_t offset : {0u, 1u}) {
     // Different paddings for source and destination; odd widths leave vector tails.
     const Frame source(67, 9, pixelBytes, 13, 1, offset), before(67, 9, pixelBytes, 22, 2, 3 * offset);
@@ -79,6 +84,7 @@ TEST_P(FadeKernelMatchesDefinition, OnPaddedRandomFrames) {
         ASSERT_EQ(after.bytes[after.offset + i], before.bytes[after.offset + i]) << "padding of row " << y;
     }
   }
+  });
 }
 
 INSTANTIATE_TEST_SUITE_P(Amounts, FadeKernelMatchesDefinition,
