@@ -77,18 +77,7 @@ void Diffuse(const DiffusionImage &image) {
   if (image.source == nullptr || image.destination == nullptr || image.width <= 2 || image.height <= 2) {
     return;
   }
-  switch (ActiveSimdLevel()) {
-    case SimdLevel::kScalar:
-      return MeanRowsScalar(image);
-#if defined(__x86_64__)
-    case SimdLevel::kAvx512:
-      return MeanRowsAvx512(image);
-    case SimdLevel::kAvx2:
-      return MeanRowsAvx2(image);
-#endif
-    default:
-      return MeanRowsSse2(image);
-  }
+  ChooseSimdPath(TESSIVO_SIMD_PATHS(MeanRows))(image);
 }
 
 }  // namespace tessivo

@@ -116,18 +116,8 @@ TESSIVO_FADE_PATH(Avx512, TESSIVO_TARGET_AVX512, 32)
 
 void FadeSplitRows(const uint8_t *sourceRow, size_t sourceStride, uint8_t *destinationRow, size_t destinationStride,
                    size_t count, uint32_t height, SplitWeight keep, const TargetPattern &toward) {
-  switch (ActiveSimdLevel()) {
-    case SimdLevel::kScalar:
-      return FadeRowsScalar(sourceRow, sourceStride, destinationRow, destinationStride, count, height, keep, toward);
-#if defined(__x86_64__)
-    case SimdLevel::kAvx512:
-      return FadeRowsAvx512(sourceRow, sourceStride, destinationRow, destinationStride, count, height, keep, toward);
-    case SimdLevel::kAvx2:
-      return FadeRowsAvx2(sourceRow, sourceStride, destinationRow, destinationStride, count, height, keep, toward);
-#endif
-    default:
-      return FadeRowsSse2(sourceRow, sourceStride, destinationRow, destinationStride, count, height, keep, toward);
-  }
+  ChooseSimdPath(TESSIVO_SIMD_PATHS(FadeRows))(sourceRow, sourceStride, destinationRow, destinationStride, count,
+                                               height, keep, toward);
 }
 
 void FadePlanar8(const FadeImage &image, uint32_t grey, uint32_t weight) {

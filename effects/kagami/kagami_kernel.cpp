@@ -204,21 +204,8 @@ TESSIVO_KAGAMI_PATH(Avx512, TESSIVO_TARGET_AVX512, 8)
 using PositionsPath = void (*)(const float *, const float *, size_t, float, const Extent &, int32_t *, int32_t *,
                                int32_t *);
 
-// The fast path for the active level, or null for the scalar one.
-PositionsPath ChoosePositions() {
-  switch (ActiveSimdLevel()) {
-    case SimdLevel::kScalar:
-      return nullptr;
-#if defined(__x86_64__)
-    case SimdLevel::kAvx512:
-      return FastPositionsAvx512;
-    case SimdLevel::kAvx2:
-      return FastPositionsAvx2;
-#endif
-    default:
-      return FastPositionsSse2;
-  }
-}
+// The scalar level has no fast path: every position comes from the library.
+constexpr PositionsPath FastPositionsScalar = nullptr;
 
 // The pixel rows of an image of Pixel-sized pixels, with the extents that
 // both its size and its row bytes allow.
@@ -300,7 +287,7 @@ void MirrorPixels(const MirrorImage &image, float turn, const float *radii, cons
     for (uint32_t y = 0; y < destination.height; ++y) std::fill_n(destination.row(y), destination.width, Pixel{0});
     return;
   }
-  const PositionsPath positions = ChoosePositions();
+  const PositionsPath positions = ChooseSimdPath<PositionsPath>(TESSIVO_SIMD_PATHS(FastPositions));
   const bool fast = positions != nullptr && radii != nullptr && std::fabs(turn) <= kFastTurnLimit;
   const float sx = 1.0f / static_cast<float>(w);
   const float sy = 1.0f / static_cast<float>(h);

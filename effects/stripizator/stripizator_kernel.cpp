@@ -175,21 +175,13 @@ TESSIVO_STRIPE_PATH(Avx2, TESSIVO_TARGET_AVX2, 8)
 TESSIVO_STRIPE_PATH(Avx512, TESSIVO_TARGET_AVX512, 16)
 #endif
 
-using RowsPath = void (*)(const StripeImage &, const Stripes &, const RowPattern &);
-
 // The argb or the planar8 rows on the active level's path.
-RowsPath ChooseRows(bool planar) {
-  switch (ActiveSimdLevel()) {
-    case SimdLevel::kScalar:
-      return planar ? Planar8RowsScalar : ArgbRowsScalar;
-#if defined(__x86_64__)
-    case SimdLevel::kAvx512:
-      return planar ? Planar8RowsAvx512 : ArgbRowsAvx512;
-    case SimdLevel::kAvx2:
-      return planar ? Planar8RowsAvx2 : ArgbRowsAvx2;
-#endif
-    default:
-      return planar ? Planar8RowsSse2 : ArgbRowsSse2;
+void DrawRows(bool planar, const StripeImage &image, const Stripes &stripes) {
+  const RowPattern pattern(stripes);
+  if (planar) {
+    ChooseSimdPath(TESSIVO_SIMD_PATHS(Planar8Rows))(image, stripes, pattern);
+  } else {
+    ChooseSimdPath(TESSIVO_SIMD_PATHS(ArgbRows))(image, stripes, pattern);
   }
 }
 
@@ -204,12 +196,12 @@ uint32_t StripeWidth(float widthFactor, float stripesWidth) {
 
 void DrawStripesArgb(const StripeImage &image, const Stripes &stripes) {
   if (image.pixels == nullptr || stripes.width == 0) return;
-  ChooseRows(false)(image, stripes, RowPattern(stripes));
+  DrawRows(false, image, stripes);
 }
 
 void DrawStripesPlanar8InPlace(const StripeImage &image, const Stripes &stripes) {
   if (image.pixels == nullptr || stripes.width == 0) return;
-  ChooseRows(true)(image, stripes, RowPattern(stripes));
+  DrawRows(true, image, stripes);
 }
 
 }  // namespace tessivo

@@ -42,7 +42,30 @@ inline SimdLevel ActiveSimdLevel() {
   return static_cast<int>(wanted) < static_cast<int>(machine) ? wanted : machine;
 }
 
+// The entry point for the active level among a kernel's four.
+template <class Function>
+Function ChooseSimdPath(Function scalar, Function sse2, Function avx2, Function avx512) {
+  switch (ActiveSimdLevel()) {
+    case SimdLevel::kScalar:
+      return scalar;
+    case SimdLevel::kSse2:
+      return sse2;
+    case SimdLevel::kAvx2:
+      return avx2;
+    default:
+      return avx512;
+  }
+}
+
 }  // namespace tessivo
+
+// A kernel's four entry points, name##Scalar to name##Avx512, for
+// ChooseSimdPath; without x86-64 the SSE2 one stands in for the wider two.
+#if defined(__x86_64__)
+#define TESSIVO_SIMD_PATHS(name) name##Scalar, name##Sse2, name##Avx2, name##Avx512
+#else
+#define TESSIVO_SIMD_PATHS(name) name##Scalar, name##Sse2, name##Sse2, name##Sse2
+#endif
 
 // Attributes of the vector paths' entry points: each inlines all it calls, so
 // the whole path is compiled for its instruction set.
