@@ -107,12 +107,7 @@ TESSIVO_INLINE void FadeRows(const uint8_t *sourceRow, size_t sourceStride, uint
                                    const TargetPattern &toward) {                                             \
     FadeRows<bytes>(sourceRow, sourceStride, destinationRow, destinationStride, count, height, keep, toward); \
   }
-TESSIVO_FADE_PATH(Scalar, , 0)
-TESSIVO_FADE_PATH(Sse2, TESSIVO_TARGET_SSE2, 16)
-#if defined(__x86_64__)
-TESSIVO_FADE_PATH(Avx2, TESSIVO_TARGET_AVX2, 16)
-TESSIVO_FADE_PATH(Avx512, TESSIVO_TARGET_AVX512, 32)
-#endif
+TESSIVO_EACH_SIMD_PATH(TESSIVO_FADE_PATH, 0, 16, 16, 32)
 
 void FadeSplitRows(const uint8_t *sourceRow, size_t sourceStride, uint8_t *destinationRow, size_t destinationStride,
                    size_t count, uint32_t height, SplitWeight keep, const TargetPattern &toward) {

@@ -168,12 +168,7 @@ TESSIVO_INLINE void Planar8Rows(const StripeImage &image, const Stripes &stripes
                                       const RowPattern &pattern) {                                       \
     Planar8Rows<lanes>(image, stripes, pattern);                                                         \
   }
-TESSIVO_STRIPE_PATH(Scalar, , 0)
-TESSIVO_STRIPE_PATH(Sse2, TESSIVO_TARGET_SSE2, 4)
-#if defined(__x86_64__)
-TESSIVO_STRIPE_PATH(Avx2, TESSIVO_TARGET_AVX2, 8)
-TESSIVO_STRIPE_PATH(Avx512, TESSIVO_TARGET_AVX512, 16)
-#endif
+TESSIVO_EACH_SIMD_PATH(TESSIVO_STRIPE_PATH, 0, 4, 8, 16)
 
 // The argb or the planar8 rows on the active level's path.
 void DrawRows(bool planar, const StripeImage &image, const Stripes &stripes) {

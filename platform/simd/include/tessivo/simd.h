@@ -67,6 +67,17 @@ Function ChooseSimdPath(Function scalar, Function sse2, Function avx2, Function 
 #define TESSIVO_SIMD_PATHS(name) name##Scalar, name##Sse2, name##Sse2, name##Sse2
 #endif
 
+// Defines a kernel's four entry points with define(suffix, attributes, arg),
+// one arg per level (lanes, bytes a step, ...).
+#if defined(__x86_64__)
+#define TESSIVO_EACH_SIMD_PATH(define, scalar, sse2, avx2, avx512)                               \
+  define(Scalar, , scalar) define(Sse2, TESSIVO_TARGET_SSE2, sse2) define(Avx2, TESSIVO_TARGET_AVX2, avx2) \
+      define(Avx512, TESSIVO_TARGET_AVX512, avx512)
+#else
+#define TESSIVO_EACH_SIMD_PATH(define, scalar, sse2, avx2, avx512) \
+  define(Scalar, , scalar) define(Sse2, TESSIVO_TARGET_SSE2, sse2)
+#endif
+
 // Attributes of the vector paths' entry points: each inlines all it calls, so
 // the whole path is compiled for its instruction set.
 #if defined(__x86_64__)
