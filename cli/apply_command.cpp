@@ -28,13 +28,40 @@ struct ApplyOptions {
   double time = 0.0;
 };
 
+// Every '+'-separated part four characters long: what a chain looks like.
+bool looksLikeChain(const std::string& text) {
+  size_t start = 0;
+  while (true) {
+    const size_t plus = text.find('+', start);
+    const size_t end = plus == std::string::npos ? text.size() : plus;
+    if (end - start != 4) return false;
+    if (plus == std::string::npos) return true;
+    start = plus + 1;
+  }
+}
+
+// The three positionals are checked here rather than by the parser, so that a
+// forgotten chain is named as such.
+void checkPositionals(const ApplyOptions& options) {
+  if (!options.output.empty()) return;
+  if (options.chain.chain.empty()) throw UsageError("expected CHAIN IN OUT, e.g. tessivo apply fadr in.png out.png");
+  if (!looksLikeChain(options.chain.chain))
+    throw UsageError(fmt::format("the module chain is missing: put its code(s) before the files, e.g. tessivo apply "
+                                 "fadr {} {}",
+                                 options.chain.chain, options.input.empty() ? "out.png" : options.input));
+  throw UsageError(options.input.empty() ? "IN and OUT are missing: the input and output images"
+                                         : "OUT is missing: the output image");
+}
+
 void runApply(const GlobalOptions& globals, const ApplyOptions& options) {
   namespace fs = std::filesystem;
+  checkPositionals(options);
   std::error_code ignored;
   if (!options.inPlace && fs::equivalent(options.input, options.output, ignored))
     throw CliError(fmt::format("{} is the input file; choose another output or pass --in-place", options.output));
 
   auto bundle = loadBundle(globals);
+  parseChainCodes(*bundle, options.chain.chain);  // a mistyped code before any file is read
   const host::Image image =
       host::readPng(options.input, options.chain.gray ? host::PngTarget::Grey : host::PngTarget::Argb);
   host::Graph graph(*bundle);
@@ -49,10 +76,10 @@ void runApply(const GlobalOptions& globals, const ApplyOptions& options) {
 void addApplyCommand(CLI::App& app, GlobalOptions& globals) {
   auto options = std::make_shared<ApplyOptions>();
   auto* command = app.add_subcommand("apply", "Run one module or a chain (CODE+CODE...) on a PNG still");
-  command->add_option("CHAIN", options->chain.chain, "Module code, or codes joined by + run left to right (fadr+fadr)")
-      ->required();
-  command->add_option("IN", options->input, "Input PNG")->required();
-  command->add_option("OUT", options->output, "Output PNG (written atomically)")->required();
+  command->add_option("CHAIN", options->chain.chain,
+                      "Module code, or codes joined by + run left to right (fadr+fadr); required");
+  command->add_option("IN", options->input, "Input PNG; required");
+  command->add_option("OUT", options->output, "Output PNG (written atomically); required");
   addChainOptions(*command, options->chain);
   command->add_option("--time", options->time, "Render time in seconds (default 0)");
   command->add_flag("--in-place", options->inPlace, "Allow OUT to be the input file");

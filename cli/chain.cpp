@@ -5,12 +5,18 @@
 
 #include <tessivo/host/error.h>
 #include <tessivo/host/module_discovery.h>
+#include <tessivo/host/module_notes.h>
+#include <tessivo/host/user_values.h>
 #include <tessivo/host/settings_store.h>
 
 #include <CLI/CLI.hpp>
 #include <fmt/format.h>
+#include <fmt/ranges.h>
 
+#include <algorithm>
 #include <charconv>
+#include <cstdint>
+#include <limits>
 #include <cmath>
 #include <memory>
 
@@ -34,20 +40,49 @@ std::vector<std::string> splitChain(const std::string& chain) {
   }
 }
 
+// Warns once when a control value leaves the range its module documents.
+class RangeWarning {
+ public:
+  RangeWarning(const host::ControlRange* range, std::string what) : range_(range), what_(std::move(what)) {}
+
+  void check(double value) {
+    if (range_ == nullptr || warned_ || (value >= range_->minimum && value <= range_->maximum)) return;
+    warned_ = true;
+    warn(fmt::format("{}: {} is outside the documented range {} to {} ({}); it is passed on as it is: {}", what_,
+                     value, range_->minimum, range_->maximum, range_->meaning, range_->outside));
+  }
+
+ private:
+  const host::ControlRange* range_;
+  std::string what_;
+  bool warned_ = false;
+};
+
 // A constant for a number, else a source driven by the expression in t.
-host::NodeId addControlSource(host::Graph& graph, const std::string& text, const std::string& what) {
-  float value = 0.0f;
+host::NodeId addControlSource(host::Graph& graph, const std::string& text, const std::string& what,
+                              const host::ControlRange* range) {
+  auto warning = std::make_shared<RangeWarning>(range, what);
+  double number = 0.0;
   const char* end = text.data() + text.size();
-  const auto [ptr, error] = std::from_chars(text.data(), end, value);
+  const auto [ptr, error] = std::from_chars(text.data(), end, number);
+  if (ptr == end && error == std::errc::result_out_of_range)
+    throw UsageError(fmt::format("{}: {} is too large for a control value (at most about 3.4e38)", what, text));
   if (error == std::errc() && ptr == end) {
-    if (!std::isfinite(value)) throw CliError(fmt::format("{}: \"{}\" is not a finite number", what, text));
-    return graph.addConstant(value);
+    if (!std::isfinite(number)) throw UsageError(fmt::format("{}: \"{}\" is not a finite number", what, text));
+    if (std::fabs(number) > std::numeric_limits<float>::max())
+      throw UsageError(fmt::format("{}: {} is too large for a control value (at most about 3.4e38)", what, text));
+    warning->check(number);
+    return graph.addConstant(static_cast<float>(number));
   }
   try {
     auto expression = std::make_shared<ControlExpression>(text);
-    return graph.addControl([expression](double time) { return (*expression)(time); });
+    return graph.addControl([expression, warning](double time) {
+      const float value = (*expression)(time);
+      warning->check(value);
+      return value;
+    });
   } catch (const CliError& failure) {
-    throw CliError(fmt::format("{}: neither a number nor a valid expression in t: {}", what, failure.what()));
+    throw UsageError(fmt::format("{}: neither a number nor a valid expression in t: {}", what, failure.what()));
   }
 }
 
@@ -56,24 +91,44 @@ bool parseOnOff(const std::string& text, const std::string& what) {
     if (text == on) return true;
   for (const char* off : {"0", "off", "false", "no"})
     if (text == off) return false;
-  throw CliError(fmt::format("{}: \"{}\" is not on or off", what, text));
+  throw UsageError(fmt::format("{}: \"{}\" is not on or off", what, text));
 }
 
-// The chain modules an option with an optional "CODE:" prefix addresses.
+// The chain modules an option's prefix addresses: "fadr" (every Fader), "2"
+// (the second module) or "fadr#2" (the second Fader); all of them without one.
 std::vector<ChainModule> addressed(const std::vector<ChainModule>& chain, const std::string& prefix,
                                    const std::string& option) {
   if (prefix.empty()) return chain;
+  const size_t hash = prefix.find('#');
+  const bool byPosition = prefix.find_first_not_of("0123456789") == std::string::npos;
+  const std::string code = byPosition ? std::string() : prefix.substr(0, hash);
+  size_t wanted = 0;  // 1-based position or occurrence; 0: every module with the code
+  if (byPosition || hash != std::string::npos) {
+    const std::string number = byPosition ? prefix : prefix.substr(hash + 1);
+    const auto [end, error] = std::from_chars(number.data(), number.data() + number.size(), wanted);
+    if (error != std::errc() || wanted == 0) wanted = SIZE_MAX;
+  }
   std::vector<ChainModule> matching;
-  for (const ChainModule& module : chain)
-    if (host::codeToString(module.code) == prefix) matching.push_back(module);
-  if (matching.empty()) throw CliError(fmt::format("{}: module '{}' is not in the chain", option, prefix));
-  return matching;
+  size_t seen = 0;
+  for (const ChainModule& module : chain) {
+    if (!byPosition && host::codeToString(module.code) != code) continue;
+    ++seen;
+    if (wanted == 0 || seen == wanted) matching.push_back(module);
+  }
+  if (!matching.empty()) return matching;
+  std::vector<std::string> codes;
+  for (const ChainModule& module : chain) codes.push_back(host::codeToString(module.code));
+  if (byPosition)
+    throw UsageError(fmt::format("{}: the chain has no module {} (it has {})", option, prefix, chain.size()));
+  if (seen > 0)
+    throw UsageError(fmt::format("{}: the chain has {} '{}' module(s), not {}", option, seen, code, prefix));
+  throw UsageError(fmt::format("{}: module '{}' is not in the chain{}", option, code, host::didYouMean(code, codes)));
 }
 
 void applySettings(host::Graph& graph, const std::vector<ChainModule>& chain, const std::string& text) {
   const auto [prefix, assignment] = splitModulePrefix(text);
   bool applied = false;
-  std::string known;
+  std::vector<std::string> known;
   for (const ChainModule& module : addressed(chain, prefix, "--set")) {
     host::Instance& instance = graph.instance(module.node);
     const host::SettingsDescription settings = host::describeSettings(instance);
@@ -81,8 +136,10 @@ void applySettings(host::Graph& graph, const std::vector<ChainModule>& chain, co
     // Without a prefix, a key only some modules of the chain have goes to those modules.
     if (prefix.empty() && chain.size() > 1 && equals != std::string::npos &&
         settings.find(assignment.substr(0, equals)) == nullptr) {
-      for (const host::SettingDescription& setting : settings.settings)
-        known += fmt::format("{}{}:{}", known.empty() ? "" : ", ", host::codeToString(module.code), setting.key);
+      for (const host::SettingDescription& setting : settings.settings) {
+        const std::string name = fmt::format("{}:{}", host::codeToString(module.code), setting.key);
+        if (std::find(known.begin(), known.end(), name) == known.end()) known.push_back(name);
+      }
       continue;
     }
     try {
@@ -91,18 +148,22 @@ void applySettings(host::Graph& graph, const std::vector<ChainModule>& chain, co
       host::applySetting(instance, settings, parsed);
       applied = true;
     } catch (const host::HostError& error) {
-      throw CliError(fmt::format("--set {}: {}: {}", text, instance.name(), error.what()));
+      throw UsageError(fmt::format("--set {}: {}: {}", text, instance.name(), error.what()));
     }
   }
-  if (!applied)
-    throw CliError(fmt::format("--set {}: no module of the chain has this setting (known: {})", text,
-                               known.empty() ? "none" : known));
+  if (!applied) {
+    std::vector<std::string> keys;
+    for (const std::string& name : known) keys.push_back(name.substr(5));
+    throw UsageError(fmt::format("--set {}: no module of the chain has this setting{} (known: {})", text,
+                                 host::didYouMean(assignment.substr(0, assignment.find('=')), keys),
+                                 known.empty() ? "none" : fmt::format("{}", fmt::join(known, ", "))));
+  }
 }
 
 void applyControl(host::Graph& graph, const std::vector<ChainModule>& chain, const std::string& text) {
   const auto [prefix, assignment] = splitModulePrefix(text);
   const auto equals = assignment.find('=');
-  if (equals == std::string::npos) throw CliError(fmt::format("--ctrl {}: expected PORT=VALUE", text));
+  if (equals == std::string::npos) throw UsageError(fmt::format("--ctrl {}: expected PORT=VALUE", text));
   const std::string selector = assignment.substr(0, equals);
   const std::string valueText = assignment.substr(equals + 1);
   const std::vector<ChainModule> targets = addressed(chain, prefix, "--ctrl");
@@ -112,19 +173,19 @@ void applyControl(host::Graph& graph, const std::vector<ChainModule>& chain, con
     const host::PortInfo* port = nullptr;
     try {
       port = &findInputPort(instance, selector);
-    } catch (const CliError&) {
+    } catch (const UsageError&) {
       // Without a prefix, modules lacking the port are passed over; the last one reports if none has it.
       if (!prefix.empty() || (&module == &targets.back() && !wired)) throw;
       continue;
     }
     host::NodeId source = 0;
     if (port->type == kTypeControl) {
-      source = addControlSource(graph, valueText, "--ctrl " + text);
+      source = addControlSource(graph, valueText, "--ctrl " + text, host::findControlRange(module.code, port->index));
     } else if (port->type == kTypeOnOff) {
       source = graph.addOnOff(parseOnOff(valueText, "--ctrl " + text));
     } else {
-      throw CliError(fmt::format("--ctrl {}: port {} \"{}\" of {} takes images, not values", text, port->index,
-                                 port->longName, instance.name()));
+      throw UsageError(fmt::format("--ctrl {}: port {} \"{}\" of {} takes images, not values", text, port->index,
+                                   port->longName, instance.name()));
     }
     graph.connect(source, module.node, port->index);
     wired = true;
@@ -140,24 +201,32 @@ const host::PortInfo* firstInputOfType(const host::Instance& instance, uint32_t 
 }  // namespace
 
 void addChainOptions(CLI::App& command, ChainOptions& options) {
-  command.add_option("--set", options.sets, "Setting [CODE:]KEY=VALUE (integer, number, on/off, #RRGGBB, #AARRGGBB or popup label)")
-      ->type_name("[CODE:]KEY=VALUE");
+  command.add_option("--set", options.sets,
+                     "Setting [WHICH:]KEY=VALUE: an integer, number, on/off, popup label or colour (#RRGGBB, "
+                     "#RRGGBBAA, a name such as white, or the packed integer 0xAARRGGBB). WHICH picks modules of "
+                     "a chain: a code (fadr), a position (2) or a code's n-th use (fadr#2)")
+      ->type_name("[WHICH:]KEY=VALUE");
   command.add_option("--ctrl", options.controls,
-                     "Value [CODE:]PORT=VALUE on an input port given by index, long or short name: a number, or an "
+                     "Value [WHICH:]PORT=VALUE on an input port given by index, long or short name: a number, or an "
                      "expression in t (seconds) such as 0.5+0.5*sin(2*pi*t/4), with ramp(t,t0,t1), "
                      "step(t,every) and noise(t,every,seed)")
-      ->type_name("[CODE:]PORT=VALUE");
+      ->type_name("[WHICH:]PORT=VALUE");
   command.add_flag("--off", options.off, "Switch the modules off through their On/Off input (they copy their input)");
   command.add_flag("--gray", options.gray, "Run in the one-byte format: grey input, 8-bit grey output");
   command.add_option("--settings", options.settingsFile, "JSON settings file to load before --set");
 }
 
-Chain buildChain(host::Graph& graph, host::Bundle& bundle, const ChainOptions& options, host::Image first) {
+std::vector<uint32_t> parseChainCodes(host::Bundle& bundle, const std::string& chain) {
   std::vector<uint32_t> codes;
-  for (const std::string& code : splitChain(options.chain)) codes.push_back(parseModuleCode(bundle, code));
+  for (const std::string& code : splitChain(chain)) codes.push_back(parseModuleCode(bundle, code));
+  return codes;
+}
+
+Chain buildChain(host::Graph& graph, host::Bundle& bundle, const ChainOptions& options, host::Image first) {
+  const std::vector<uint32_t> codes = parseChainCodes(bundle, options.chain);
 
   host::SettingsStore fileSettings;
-  if (!options.settingsFile.empty()) fileSettings.loadFile(options.settingsFile);
+  if (!options.settingsFile.empty()) loadSettingsFile(bundle, fileSettings, options.settingsFile);
 
   Chain built;
   built.source = graph.addStill(std::move(first));
@@ -187,7 +256,10 @@ Chain buildChain(host::Graph& graph, host::Bundle& bundle, const ChainOptions& o
       host::Instance& instance = graph.instance(module.node);
       const host::PortInfo* onOff = firstInputOfType(instance, kTypeOnOff);
       if (onOff == nullptr) throw CliError(fmt::format("--off: {} has no On/Off input", instance.name()));
-      if (!instance.inputConnected(onOff->index)) graph.connect(graph.addOnOff(false), module.node, onOff->index);
+      if (!instance.inputConnected(onOff->index))
+        graph.connect(graph.addOnOff(false), module.node, onOff->index);
+      else
+        warn(fmt::format("--off does not change {}'s On/Off input, which --ctrl sets", instance.name()));
     }
   }
   built.output = upstream;

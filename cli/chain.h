@@ -29,6 +29,9 @@ struct Chain {
   host::NodeId output = 0;  // the last module
 };
 
+// The chain's codes, each checked (UsageError for an unknown one).
+std::vector<uint32_t> parseChainCodes(host::Bundle& bundle, const std::string& chain);
+
 // Adds a still holding `first` and the chain's modules to the graph, wired left
 // to right, with settings and controls applied. Throws CliError.
 Chain buildChain(host::Graph& graph, host::Bundle& bundle, const ChainOptions& options, host::Image first);

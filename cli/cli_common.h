@@ -14,6 +14,10 @@
 #include <string_view>
 #include <vector>
 
+namespace tessivo::host {
+class SettingsStore;
+}
+
 namespace CLI {
 class App;
 }
@@ -31,6 +35,20 @@ class CliError : public std::runtime_error {
   explicit CliError(const std::string& message) : std::runtime_error(message) {}
 };
 
+// A mistake on the command line; main adds a pointer to the subcommand's
+// --help and exits 2, as for the parser's own errors.
+class UsageError : public CliError {
+ public:
+  using CliError::CliError;
+};
+
+// Exit statuses: failures and command-line mistakes.
+inline constexpr int kExitFailure = 1;
+inline constexpr int kExitUsage = 2;
+
+// "tessivo: warning: <message>" on stderr.
+void warn(std::string_view message);
+
 struct GlobalOptions {
   std::string bundlePath;  // empty: TESSIVO_BUNDLE or the bundle beside the program
   bool noVImage = false;
@@ -40,10 +58,25 @@ struct GlobalOptions {
 std::unique_ptr<host::Bundle> loadBundle(const GlobalOptions& options);
 
 // "fadr" -> its code. Unknown codes (neither listed nor buildable) are
-// rejected with the list of valid ones.
+// rejected (UsageError) with the nearest code and the list of valid ones.
 uint32_t parseModuleCode(host::Bundle& bundle, std::string_view text);
-// Every listed code, "fadr (Fader), ..." for error messages.
-std::string listedCodes(const host::Bundle& bundle);
+
+// A module this build offers: listed by the registry, or documented and
+// buildable by code though not listed.
+struct OfferedModule {
+  uint32_t code = 0;
+  std::string name;
+  bool listed = false;
+};
+std::vector<OfferedModule> offeredModules(host::Bundle& bundle);
+// "blur (Blur), ..., dfsn (Diffusion, not listed)" for messages.
+std::string offeredCodes(host::Bundle& bundle);
+
+// Reads a settings file and checks it as the modules will read it: every
+// group belongs to a module this build offers, every key is one of its
+// settings, every value has the setting's type. CliError names the file,
+// group, key and what was expected.
+void loadSettingsFile(host::Bundle& bundle, host::SettingsStore& store, const std::string& path);
 
 // Creates an instance; a refusal becomes a CliError naming the module.
 std::unique_ptr<host::Instance> createInstance(host::Bundle& bundle, uint32_t code);
@@ -53,10 +86,12 @@ std::string portDirectionName(uint32_t direction);
 std::string portKindName(uint32_t kind);
 
 // The port matching a selector: its index, long name or short name
-// (case-insensitive). CliError lists the module's ports otherwise.
+// (case-insensitive). UsageError names the nearest and lists the module's ports otherwise.
 const host::PortInfo& findInputPort(const host::Instance& instance, std::string_view selector);
 
-// Splits "[CODE:]REST" where CODE is four characters; returns the code text (empty if none) and REST.
+// Splits "[WHICH:]REST" where WHICH addresses modules of a chain: a code
+// ("fadr"), a position from 1 ("2") or a code's n-th occurrence ("fadr#2").
+// Returns WHICH (empty if none) and REST.
 std::pair<std::string, std::string> splitModulePrefix(std::string_view text);
 
 // Makes any message fit on one line.

@@ -14,6 +14,7 @@
 #include <fmt/format.h>
 
 #include <cctype>
+#include <charconv>
 #include <cstdio>
 #include <filesystem>
 
@@ -34,11 +35,19 @@ constexpr int kClipRate = 24;
 constexpr const char* kClipName = "contact-sheet.mp4";
 
 std::pair<uint32_t, uint32_t> parseSize(const std::string& text) {
-  unsigned width = 0, height = 0;
-  char extra = 0;
-  if (std::sscanf(text.c_str(), "%ux%u%c", &width, &height, &extra) != 2 || width == 0 || height == 0 ||
-      width > 4096 || height > 4096)
-    throw CliError(fmt::format("--size \"{}\": expected WxH, each from 1 to 4096 (e.g. 480x270)", text));
+  // Digits only: a sign or a huge number must be refused, not wrapped.
+  const auto dimension = [](std::string_view part) -> uint32_t {
+    uint32_t value = 0;
+    const auto [end, error] = std::from_chars(part.data(), part.data() + part.size(), value);
+    const bool whole = !part.empty() && std::isdigit(static_cast<unsigned char>(part.front())) &&
+                       error == std::errc() && end == part.data() + part.size();
+    return whole && value <= 4096 ? value : 0;
+  };
+  const size_t x = text.find('x');
+  const uint32_t width = x == std::string::npos ? 0 : dimension(std::string_view(text).substr(0, x));
+  const uint32_t height = x == std::string::npos ? 0 : dimension(std::string_view(text).substr(x + 1));
+  if (width == 0 || height == 0)
+    throw UsageError(fmt::format("--size \"{}\": expected WxH, each from 1 to 4096 (e.g. 480x270)", text));
   return {width, height};
 }
 

@@ -5,6 +5,8 @@
 
 #include <tessivo/host/error.h>
 #include <tessivo/host/module_discovery.h>
+#include <tessivo/host/module_notes.h>
+#include <tessivo/host/user_values.h>
 
 #include <CLI/CLI.hpp>
 #include <fmt/format.h>
@@ -39,6 +41,33 @@ std::string describeControl(const host::PanelControlModel& control) {
   return text + fmt::format("  (now {})", control.valueText());
 }
 
+// A setting's value as a person reads it: colours as colours.
+std::string describeValue(const host::SettingDescription& setting) {
+  const host::SettingValue& value = setting.defaultValue;
+  if (setting.packedColor && value.asInteger() >= 0 && value.asInteger() <= 0xFFFFFFFF)
+    return host::describeColor(static_cast<uint32_t>(value.asInteger()));
+  if (value.type() == host::ValueType::Color && value.asColor().components.size() == 4)
+    return host::describeColor(value.asColor().packed());
+  return value.toString();
+}
+
+// The control inputs with the range their module documents and their value when nothing is wired.
+void printControls(const host::Instance& instance, uint32_t code) {
+  bool any = false;
+  for (const host::PortInfo& port : instance.ports()) {
+    if (port.blank() || port.direction != kPortInput || port.type != kTypeControl) continue;
+    if (!any) fmt::print("Controls:\n");
+    any = true;
+    const host::ControlRange* range = host::findControlRange(code, port.index);
+    if (range == nullptr) {
+      fmt::print("  {} \"{}\": range not documented\n", port.index, port.shortName);
+      continue;
+    }
+    fmt::print("  {} \"{}\": {} to {} ({}); unwired: {}\n", port.index, port.shortName, range->minimum,
+               range->maximum, range->meaning, range->unwired);
+  }
+}
+
 void runInfo(const GlobalOptions& options, const std::string& codeText) {
   auto bundle = loadBundle(options);
   const uint32_t code = parseModuleCode(*bundle, codeText);
@@ -48,6 +77,7 @@ void runInfo(const GlobalOptions& options, const std::string& codeText) {
              listed != nullptr ? fmt::format("  box {}x{}", listed->boxWidth, listed->boxHeight)
                                : std::string("  (not listed by the bundle)"));
   fmt::print("Ports:\n{}", describePorts(*instance, "  "));
+  printControls(*instance, code);
 
   const host::SettingsDescription settings = host::describeSettings(*instance);
   if (!settings.saved || settings.settings.empty()) {
@@ -56,8 +86,13 @@ void runInfo(const GlobalOptions& options, const std::string& codeText) {
     fmt::print("Settings (group \"{}\"{}):\n", settings.group,
                instance->hasParameters() ? ", also set by key" : "");
     for (const host::SettingDescription& setting : settings.settings)
-      fmt::print("  \"{}\"  {}  default {}\n", setting.key, host::valueTypeName(setting.type()),
-                 setting.defaultValue.toString());
+      fmt::print("  \"{}\"  {}  default {}\n", setting.key,
+                 setting.packedColor ? std::string("colour (an integer 0xAARRGGBB)")
+                 : setting.type() == host::ValueType::Color ? std::string("colour")
+                                                            : std::string(host::valueTypeName(setting.type())),
+                 describeValue(setting));
+    if (const std::string_view note = host::greyFormatNote(code); !note.empty())
+      fmt::print("  Grey format: {}\n", note);
   }
 
   const host::PanelDescription panel = host::describePanel(*instance);

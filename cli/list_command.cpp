@@ -7,6 +7,7 @@
 
 #include <CLI/CLI.hpp>
 #include <fmt/format.h>
+#include <fmt/ranges.h>
 
 namespace tessivo::cli {
 
@@ -37,8 +38,13 @@ void runList(const GlobalOptions& options, const std::vector<std::string>& hidde
       throw CliError(fmt::format("--hidden '{}' is not a module code (four characters)", text));
     }
   }
-  fmt::print("Bundle {} (category {}), {} modules listed\n", bundle->path(), bundle->category(),
-             bundle->modules().size());
+  std::vector<std::string> unlisted;
+  for (const OfferedModule& module : offeredModules(*bundle))
+    if (!module.listed) unlisted.push_back(fmt::format("{} ({})", host::codeToString(module.code), module.name));
+  fmt::print("Bundle {} (category {}): this build offers {} modules, {} listed{}\n", bundle->path(),
+             bundle->category(), bundle->modules().size() + unlisted.size(), bundle->modules().size(),
+             unlisted.empty() ? std::string() : fmt::format("; built but not listed: {} (--hidden CODE shows them)",
+                                                              fmt::join(unlisted, ", ")));
   for (const host::ModuleInfo& module : bundle->modules()) printModule(*bundle, module.code, &module);
   for (const uint32_t code : extra) printModule(*bundle, code, bundle->findModule(code));
 }

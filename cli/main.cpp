@@ -3,17 +3,22 @@
 #include "cli_common.h"
 
 #include <tessivo/host/error.h>
+#include <tessivo/host/user_values.h>
 
 #include <CLI/CLI.hpp>
 #include <fmt/format.h>
+#include <fmt/ranges.h>
 
 #include <cstdio>
 #include <exception>
+#include <string>
+#include <vector>
 
 int main(int argc, char** argv) {
   using namespace tessivo::cli;
   CLI::App app{"tessivo: real-time image effects on stills, in panels and in a demo sheet", "tessivo"};
   app.require_subcommand(1);
+  app.set_version_flag("--version", std::string("tessivo ") + TESSIVO_VERSION);
   app.fallthrough();
   GlobalOptions options;
   app.add_option("--bundle", options.bundlePath, "The effect bundle to load (default: $TESSIVO_BUNDLE, else ../lib/libtessivo.so beside this program)");
@@ -26,24 +31,39 @@ int main(int argc, char** argv) {
   addPanelCommand(app, options);
   addDemoCommand(app, options);
 
+  // Where a mistake on the command line sends the user: the subcommand's help when there is one.
+  const auto helpPointer = [&app, argc, argv] {
+    std::string command = "tessivo";
+    for (const CLI::App* sub : app.get_subcommands()) command += " " + sub->get_name();
+    if (command == "tessivo" && argc > 1)
+      for (const CLI::App* sub : app.get_subcommands({}))
+        if (sub->get_name() == argv[1]) command += " " + sub->get_name();
+    return fmt::format(" (see {} --help)", command);
+  };
   try {
     app.parse(argc, argv);
   } catch (const CLI::CallForHelp& help) {
     return app.exit(help);
   } catch (const CLI::CallForAllHelp& help) {
     return app.exit(help);
+  } catch (const CLI::CallForVersion& version) {
+    return app.exit(version);
   } catch (const CLI::ParseError& error) {
     std::string message = error.what();
     if (app.get_subcommands().empty() && argc > 1 && argv[1][0] != '-') {
-      std::string names;
-      for (const CLI::App* sub : app.get_subcommands({})) names += (names.empty() ? "" : ", ") + sub->get_name();
-      message = fmt::format("unknown subcommand '{}'; expected one of: {}", argv[1], names);
+      std::vector<std::string> names;
+      for (const CLI::App* sub : app.get_subcommands({})) names.push_back(sub->get_name());
+      message = fmt::format("unknown subcommand '{}'{}; expected one of: {}", argv[1],
+                            tessivo::host::didYouMean(argv[1], names), fmt::join(names, ", "));
     }
-    fmt::print(stderr, "tessivo: error: {} (see tessivo --help)\n", oneLine(message));
-    return error.get_exit_code() != 0 ? error.get_exit_code() : 2;
+    fmt::print(stderr, "tessivo: error: {}{}\n", oneLine(message), helpPointer());
+    return kExitUsage;
+  } catch (const UsageError& error) {
+    fmt::print(stderr, "tessivo: error: {}{}\n", oneLine(error.what()), helpPointer());
+    return kExitUsage;
   } catch (const std::exception& error) {
     fmt::print(stderr, "tessivo: error: {}\n", oneLine(error.what()));
-    return 1;
+    return kExitFailure;
   }
   return 0;
 }

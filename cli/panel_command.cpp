@@ -4,12 +4,18 @@
 #include "cli_common.h"
 
 #include <tessivo/host/error.h>
+#include <tessivo/host/module_discovery.h>
 #include <tessivo/host/settings_store.h>
 #include <tessivo/host/terminal_panel.h>
 
 #include <CLI/CLI.hpp>
+#include <editline/readline.h>
 #include <fmt/format.h>
+#include <unistd.h>
 
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
 #include <filesystem>
 #include <iostream>
 
@@ -17,28 +23,67 @@ namespace tessivo::cli {
 
 namespace {
 
+// Refuses a settings path that could not be written, before anyone edits anything.
+void checkWritable(const std::string& file, bool exists) {
+  namespace fs = std::filesystem;
+  if (exists) {
+    std::error_code error;
+    if (!fs::is_regular_file(file, error))
+      throw CliError(fmt::format("settings file {}: not a regular file", file));
+    if (::access(file.c_str(), R_OK | W_OK) != 0)
+      throw CliError(fmt::format("settings file {}: cannot be rewritten: {}", file, std::strerror(errno)));
+    return;
+  }
+  const fs::path folder = fs::absolute(file).parent_path();
+  std::error_code error;
+  if (!fs::is_directory(folder, error))
+    throw CliError(fmt::format("settings file {}: folder {} does not exist", file, folder.string()));
+  if (::access(folder.c_str(), W_OK | X_OK) != 0)
+    throw CliError(fmt::format("settings file {}: cannot write in {}: {}", file, folder.string(), std::strerror(errno)));
+}
+
+// Lines with editing and history when a person types at a terminal.
+std::optional<std::string> editedLine(const std::string& prompt) {
+  char* line = ::readline(prompt.c_str());
+  if (line == nullptr) return std::nullopt;
+  std::string text(line);
+  std::free(line);
+  if (!text.empty()) ::add_history(text.c_str());
+  return text;
+}
+
 void runPanel(const GlobalOptions& options, const std::string& codeText, const std::string& file) {
   auto bundle = loadBundle(options);
   const uint32_t code = parseModuleCode(*bundle, codeText);
   auto instance = createInstance(*bundle, code);
-  if (!instance->hasPanel()) throw CliError(fmt::format("{} ({}) has no settings panel", instance->name(), codeText));
+  if (!instance->hasPanel())
+    throw UsageError(fmt::format("{} ({}) has no settings panel", instance->name(), codeText));
 
   host::SettingsStore store;
   std::error_code error;
   const bool existed = std::filesystem::exists(file, error);
+  checkWritable(file, existed);
   if (existed) {
-    store.loadFile(file);
+    loadSettingsFile(*bundle, store, file);
     instance->load(store.table());  // no group for this module yet: it keeps its defaults
   }
 
-  host::TerminalPanel panel(std::cin, std::cout);
+  const std::string title = fmt::format("{} ({}) settings", instance->name(), host::codeToString(code));
+  host::TerminalPanel panel(std::cin, std::cout, title,
+                            ::isatty(STDIN_FILENO) ? host::TerminalPanel::LineReader(editedLine) : nullptr);
   const bool accepted = instance->runPanel(panel.table());
   if (!panel.model().created) throw CliError(fmt::format("{} could not build its settings panel", instance->name()));
   if (!accepted) {
-    fmt::print("Cancelled; {} {}.\n", file, existed ? "is unchanged" : "was not written");
+    const std::string unchanged = fmt::format("{} {}", file, existed ? "is unchanged" : "was not written");
+    if (panel.endedByEndOfInput()) throw CliError(fmt::format("input ended before ok or cancel; {}", unchanged));
+    fmt::print("Cancelled; {}.\n", unchanged);
     return;
   }
   if (!instance->save(store.table())) throw CliError(fmt::format("{} did not save its settings", instance->name()));
+  // Packed colours are written as colour text.
+  const host::SettingsDescription settings = host::describeSettings(*instance);
+  for (const host::SettingDescription& setting : settings.settings)
+    if (setting.packedColor) store.markPackedColor(settings.group, setting.key);
   store.saveFile(file);
   fmt::print("Saved {} settings to {}\n", instance->name(), std::filesystem::absolute(file).string());
 }

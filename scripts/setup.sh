@@ -12,6 +12,7 @@ packages=(
   gstreamer1.0-plugins-bad
   libavformat-dev libavfilter-dev libavcodec-dev libswscale-dev libavutil-dev libmuparser-dev
   clang libclang-rt-14-dev
+  libedit-dev
 )
 
 missing=()

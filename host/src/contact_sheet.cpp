@@ -14,6 +14,14 @@ namespace {
 constexpr uint32_t kBackground = 0xFF202024;
 constexpr uint32_t kLabelStrip = 0xFF303036;
 constexpr uint32_t kLabelText = 0xFFF0F0F0;
+// Transparent areas show a checkerboard of 8-pixel squares in two greys.
+constexpr uint32_t kCheckerSquare = 8;
+constexpr uint32_t kCheckerLight = 0xFF9A9A9A;
+constexpr uint32_t kCheckerDark = 0xFF666666;
+
+uint32_t checker(uint32_t x, uint32_t y) {
+  return ((x / kCheckerSquare) + (y / kCheckerSquare)) % 2 == 0 ? kCheckerLight : kCheckerDark;
+}
 }  // namespace
 
 Image makeContactSheet(const std::vector<ContactTile>& tiles, const ContactSheetLayout& layout) {
@@ -40,14 +48,13 @@ Image makeContactSheet(const std::vector<ContactTile>& tiles, const ContactSheet
     const int64_t top = static_cast<int64_t>(layout.gap + (i / columns) * (cellHeight + layout.gap));
     const ContactTile& tile = tiles[i];
     if (!tile.image.empty()) {
-      // Flattened onto the background: transparent regions show as the sheet, not as black.
+      // Flattened onto a checkerboard, so that transparency shows as such.
       Image shown = conform(tile.image, layout.tileWidth, layout.tileHeight, kARGB32);
       Image backdrop(layout.tileWidth, layout.tileHeight, kARGB32);
-      fill(backdrop, kBackground);
       for (uint32_t y = 0; y < shown.height(); ++y)
         for (uint32_t x = 0; x < shown.width(); ++x) {
           const uint32_t p = shown.pixel(x, y);
-          backdrop.setPixel(x, y, blendPixel(kBackground, p | 0xFF000000u, static_cast<float>(p >> 24) / 255.0f,
+          backdrop.setPixel(x, y, blendPixel(checker(x, y), p | 0xFF000000u, static_cast<float>(p >> 24) / 255.0f,
                                              kARGB32));
         }
       blit(backdrop, sheet, left, top);

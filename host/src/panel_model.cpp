@@ -79,8 +79,10 @@ std::optional<std::string> setControlFromText(PanelControlModel &control, std::s
       return std::nullopt;
     }
     case ControlKind::ColorButton: {
-      const auto color = parseHexColor(text);
-      if (!color || color->hasAlpha) return "\"" + std::string(text) + "\" is not a colour #RRGGBB";
+      // The button holds red, green and blue; an alpha other than opaque belongs elsewhere.
+      const auto color = parseColor(text);
+      if (!color || (color->hasAlpha && (color->argb >> 24) != 0xFF && text.front() == '#'))
+        return "\"" + std::string(text) + "\" is not a colour #RRGGBB";
       control.value = color->argb & 0xFFFFFFu;
       return std::nullopt;
     }

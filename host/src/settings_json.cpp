@@ -30,15 +30,28 @@ json doubleToJson(double value) {
   return value;
 }
 
-json valueToJson(const SettingValue &value) {
+json valueToJson(const SettingValue &value, bool packedColor) {
   json entry{{"type", valueTypeName(value.type())}};
   switch (value.type()) {
-    case ValueType::Integer: entry["value"] = value.asInteger(); break;
+    case ValueType::Integer: {
+      const std::int64_t number = value.asInteger();
+      if (packedColor && number >= 0 && number <= std::int64_t{0xFFFFFFFF})
+        entry["value"] = formatColor(static_cast<std::uint32_t>(number));
+      else
+        entry["value"] = number;
+      break;
+    }
     case ValueType::Double: entry["value"] = doubleToJson(value.asDouble()); break;
     case ValueType::Boolean: entry["value"] = value.asBoolean(); break;
     case ValueType::Color: {
+      // A colour that a packed word gives exactly is written as its text; others keep their components.
+      const Color &color = value.asColor();
+      if (color.components.size() == 4 && Color::fromPacked(color.packed()) == color) {
+        entry["value"] = formatColor(color.packed());
+        break;
+      }
       json components = json::array();
-      for (double component : value.asColor().components) components.push_back(doubleToJson(component));
+      for (double component : color.components) components.push_back(doubleToJson(component));
       entry["value"] = components;
       break;
     }
@@ -106,6 +119,23 @@ public:
     fail(where, "expected a number, found " + excerpt(value));
   }
 
+  SettingsEntry readEntry(const json &entry, const std::string &where) const {
+    SettingsEntry read;
+    const auto value = entry.is_object() ? entry.find("value") : entry.end();
+    const auto type = entry.is_object() ? entry.find("type") : entry.end();
+    // Packed colours held by integer settings may be written as colour text.
+    if (type != entry.end() && *type == "integer" && value != entry.end() && value->is_string()) {
+      const auto colour = parseColor(value->get_ref<const std::string &>());
+      if (!colour || value->get_ref<const std::string &>().rfind('#', 0) != 0)
+        fail(where, "expected a 64-bit integer or a colour #RRGGBB or #RRGGBBAA, found " + excerpt(*value));
+      read.value = SettingValue(std::int64_t{colour->argb});
+      read.packedColor = true;
+      return read;
+    }
+    read.value = readValue(entry, where);
+    return read;
+  }
+
   SettingValue readValue(const json &entry, const std::string &where) const {
     if (!entry.is_object()) fail(where, "expected an object with \"type\" and \"value\"");
     const auto type = entry.find("type");
@@ -139,11 +169,11 @@ public:
 
   Color readColor(const json &value, const std::string &where) const {
     if (value.is_string()) {
-      if (const auto hex = parseHexColor(value.get_ref<const std::string &>())) return Color::fromPacked(hex->argb);
-      fail(where, "expected #RRGGBB or #AARRGGBB, found " + excerpt(value));
+        if (const auto colour = parseColor(value.get_ref<const std::string &>())) return Color::fromPacked(colour->argb);
+      fail(where, "expected a colour #RRGGBB or #RRGGBBAA, found " + excerpt(value));
     }
     if (!value.is_array() || (value.size() != 4 && value.size() != 2))
-      fail(where, "expected a colour of 4 components (red, green, blue, alpha) or 2 (grey, alpha), found " +
+      fail(where, "expected a colour #RRGGBBAA, 4 components (red, green, blue, alpha) or 2 (grey, alpha), found " +
                       excerpt(value));
     Color color{{}};
     for (const json &component : value) color.components.push_back(readDouble(component, where));
@@ -166,7 +196,7 @@ public:
       if (!group.is_object()) fail(groupWhere, "expected an object of keys");
       SettingsGroupData &data = result[groupName];
       for (const auto &[key, entry] : group.items())
-        data[key].value = readValue(entry, groupWhere + " key \"" + key + "\"");
+        data[key] = readEntry(entry, groupWhere + " key \"" + key + "\"");
     }
     return result;
   }
@@ -187,7 +217,8 @@ nlohmann::json SettingsStore::toJson() const {
   json groups = json::object();
   for (const std::string &group : this->groups()) {
     json keys = json::object();
-    for (const std::string &key : this->keys(group)) keys[key] = valueToJson(*get(group, key));
+    for (const std::string &key : this->keys(group))
+      keys[key] = valueToJson(*get(group, key), isPackedColor(group, key));
     groups[group] = std::move(keys);
   }
   return json{{"format", kFormat}, {"version", kVersion}, {"groups", std::move(groups)}};
@@ -214,6 +245,10 @@ void SettingsStore::loadFile(const std::filesystem::path &path) {
     std::string message = e.what();
     if (const auto bracket = message.find("] "); bracket != std::string::npos) message.erase(0, bracket + 2);
     throw HostError(source + ": invalid JSON: " + message);
+  } catch (const json::out_of_range &) {
+    throw HostError(source + ": a number is too large to be held");  // the only range error parse reports
+  } catch (const json::exception &) {
+    throw HostError(source + ": invalid JSON");
   }
   fromJson(document, source);
 }

@@ -114,6 +114,20 @@ void SettingsStore::removeGroup(std::string_view group) {
   if (found != impl_->groups.end()) impl_->groups.erase(found);
 }
 
+void SettingsStore::markPackedColor(std::string_view group, std::string_view key) {
+  const auto foundGroup = impl_->groups.find(group);
+  if (foundGroup == impl_->groups.end()) return;
+  const auto found = foundGroup->second.find(key);
+  if (found != foundGroup->second.end()) found->second.packedColor = true;
+}
+
+bool SettingsStore::isPackedColor(std::string_view group, std::string_view key) const {
+  const auto foundGroup = impl_->groups.find(group);
+  if (foundGroup == impl_->groups.end()) return false;
+  const auto found = foundGroup->second.find(key);
+  return found != foundGroup->second.end() && found->second.packedColor;
+}
+
 void SettingsStore::clear() { impl_->groups.clear(); }
 
 void SettingsStore::fromJson(const nlohmann::json &document, std::string_view source) {

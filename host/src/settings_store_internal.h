@@ -11,6 +11,8 @@ namespace tessivo::host {
 
 struct SettingsEntry {
   SettingValue value;
+  // An integer that holds a packed colour: the file shows it as "#RRGGBBAA".
+  bool packedColor = false;
   // The CF object last handed out by GetValue; kept alive for the bundle.
   mutable CFReference handedOut;
 };

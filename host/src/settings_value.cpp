@@ -8,6 +8,7 @@
 
 #include "tessivo/host/error.h"
 #include "tessivo/host/settings_store.h"
+#include "tessivo/host/user_values.h"
 
 namespace tessivo::host {
 
@@ -92,11 +93,7 @@ std::string SettingValue::toString() const {
     case ValueType::Boolean: return asBoolean() ? "true" : "false";
     case ValueType::Color: {
       const Color &color = asColor();
-      if (color.components.size() == 4) {
-        char buffer[12];
-        std::snprintf(buffer, sizeof buffer, "#%08x", color.packed());
-        return buffer;
-      }
+      if (color.components.size() == 4) return formatColor(color.packed());
       std::string text = "color(";
       for (std::size_t i = 0; i < color.components.size(); ++i) {
         char buffer[32];

@@ -37,14 +37,22 @@ std::string nameOf(const PanelControlModel &control) {
 }  // namespace
 
 void TerminalPanel::list(const PanelModel &model) const {
-  out_ << "Settings panel\n";
+  out_ << title_ << "\n";
   std::size_t number = 0;
   for (const PanelControlModel &control : model.controls) {
     if (!control.isEditable()) continue;
     out_ << "  " << ++number << ". " << nameOf(control) << ": " << control.valueText() << "  "
          << describeChoices(control) << "\n";
   }
-  out_ << "Type \"N = value\" to change a control, \"ok\" to accept, \"cancel\" to leave.\n";
+  out_ << "Type \"N = value\" to change a control, \"ok\" to accept, \"cancel\" to leave, \"help\" for more.\n";
+}
+
+std::optional<std::string> TerminalPanel::nextLine() {
+  if (readLine_) return readLine_("> ");
+  out_ << "> " << std::flush;
+  std::string line;
+  if (!std::getline(in_, line)) return std::nullopt;
+  return line;
 }
 
 std::int32_t TerminalPanel::nextHitItem(PanelModel &model) {
@@ -52,14 +60,14 @@ std::int32_t TerminalPanel::nextHitItem(PanelModel &model) {
   lastWasOK_ = false;
   list(model);
   const auto editable = model.editableControls();
-  std::string line;
   while (true) {
-    out_ << "> " << std::flush;
-    if (!std::getline(in_, line)) {
+    const std::optional<std::string> line = nextLine();
+    if (!line) {
       out_ << "\n";
+      endOfInput_ = true;
       return kPanelItemCancel;
     }
-    const std::string_view command = trimmed(line);
+    const std::string_view command = trimmed(*line);
     if (command.empty()) continue;
     if (equalsIgnoreCase(command, "ok")) {
       lastWasOK_ = true;
@@ -70,11 +78,23 @@ std::int32_t TerminalPanel::nextHitItem(PanelModel &model) {
       list(model);
       continue;
     }
+    if (equalsIgnoreCase(command, "help") || command == "?") {
+      out_ << "  N = value   change control N (from 1 to " << editable.size()
+           << "): a popup entry, on/off, a whole number in its range, or a colour #RRGGBB\n"
+              "  list        show the controls again\n"
+              "  ok          accept the values and close\n"
+              "  cancel      close without changing anything (so does the end of input)\n";
+      continue;
+    }
     const auto equals = command.find('=');
     const auto number = equals == std::string_view::npos ? std::nullopt : parseInteger(command.substr(0, equals));
-    if (!number || *number < 1 || static_cast<std::uint64_t>(*number) > editable.size()) {
+    if (!number) {
       out_ << "Not understood: \"" << command << "\". Type N = value (N from 1 to " << editable.size()
-           << "), ok or cancel.\n";
+           << "), ok, cancel or help.\n";
+      continue;
+    }
+    if (*number < 1 || static_cast<std::uint64_t>(*number) > editable.size()) {
+      out_ << "There is no control " << *number << "; the controls are numbered 1 to " << editable.size() << ".\n";
       continue;
     }
     auto &control = const_cast<PanelControlModel &>(*editable[static_cast<std::size_t>(*number - 1)]);

@@ -6,6 +6,8 @@
 #include <string>
 #include <string_view>
 
+#include "tessivo/host/user_values.h"
+
 namespace tessivo::host {
 
 bool equalsIgnoreCase(std::string_view a, std::string_view b);
@@ -18,11 +20,6 @@ std::optional<std::int64_t> parseInteger(std::string_view text);  // decimal, or
 std::optional<double> parseDouble(std::string_view text);
 std::optional<bool> parseBoolean(std::string_view text);  // true/false on/off yes/no 1/0
 
-struct HexColor {
-  std::uint32_t argb = 0;  // alpha 0xFF when the text gave none
-  bool hasAlpha = false;
-};
-std::optional<HexColor> parseHexColor(std::string_view text);  // #RRGGBB or #AARRGGBB
-std::string formatRgb(std::uint32_t rgb);                        // "#rrggbb"
+std::string formatRgb(std::uint32_t rgb);  // "#rrggbb"
 
 }  // namespace tessivo::host

@@ -4,6 +4,8 @@
 #include <tessivo/host/image_file.h>
 #include <tessivo/host/image_ops.h>
 
+#include <algorithm>
+
 namespace tessivo::cli::testing {
 namespace {
 
@@ -30,16 +32,64 @@ class ApplyTest : public CliTest {
 };
 
 TEST_F(ApplyTest, FullFadeGivesExactlyTheColourAndZeroOrOffCopies) {
-  expectEveryPixel(applied({"--ctrl", "Fade=1.0", "--set", "Fade Color=#ff102030"}), [](uint32_t) { return 0xFF102030u; });
+  expectEveryPixel(applied({"--ctrl", "Fade=1.0", "--set", "Fade Color=#102030ff"}), [](uint32_t) { return 0xFF102030u; });
   // Port named by long name, short name and index alike.
   for (const char* control : {"Fade Input=0", "Fade=0", "2=0"})
-    EXPECT_TRUE(host::samePixels(applied({"--ctrl", control, "--set", "Fade Color=#ff102030"}), input_)) << control;
-  EXPECT_TRUE(host::samePixels(applied({"--off", "--ctrl", "Fade=1", "--set", "Fade Color=#ff102030"}), input_));
+    EXPECT_TRUE(host::samePixels(applied({"--ctrl", control, "--set", "Fade Color=#102030ff"}), input_)) << control;
+  EXPECT_TRUE(host::samePixels(applied({"--off", "--ctrl", "Fade=1", "--set", "Fade Color=#102030ff"}), input_));
+}
+
+// Colours in CSS order (#RRGGBB opaque, #RRGGBBAA), by name, or as the packed word for scripts.
+TEST_F(ApplyTest, ColoursAreReadInEveryForm) {
+  const std::pair<const char*, uint32_t> colours[] = {{"#102030", 0xFF102030u},    {"#10203080", 0x80102030u},
+                                                      {"0x80102030", 0x80102030u}, {"2148540464", 0x80102030u},
+                                                      {"white", 0xFFFFFFFFu},      {"transparent black", 0u}};
+  for (const auto& [text, argb] : colours)
+    EXPECT_EQ(applied({"--ctrl", "Fade=1", "--set", std::string("Fade Color=") + text}).pixel(3, 4), argb) << text;
+}
+
+// The n-th module of a chain by position or by its code's n-th use; the first copies, the second fades fully.
+TEST_F(ApplyTest, AChainAddressesItsSecondModule) {
+  for (const char* which : {"2", "fadr#2"}) {
+    const RunResult result = run({"apply", "fadr+fadr", "in.png", "out.png", "--ctrl", "1:Fade=0", "--ctrl",
+                                  std::string(which) + ":Fade=1", "--set", std::string(which) + ":Fade Color=#102030"});
+    ASSERT_EQ(result.exitCode, 0) << result.err;
+    expectEveryPixel(host::readPng(path("out.png")), [](uint32_t) { return 0xFF102030u; });
+  }
+}
+
+// A value outside the documented range is passed on (Fader wraps) with one warning naming the range.
+TEST_F(ApplyTest, ControlsOutsideTheirRangeWarnOnce) {
+  const std::pair<std::vector<std::string>, const char*> cases[] = {
+      {{"--ctrl", "Fade=0.5"}, nullptr},
+      {{"--ctrl", "Fade=2"}, "--ctrl Fade=2: 2 is outside the documented range 0 to 1"},
+      {{"--ctrl", "Fade=-0.5"}, "--ctrl Fade=-0.5: -0.5 is outside the documented range 0 to 1"},
+      {{"--ctrl", "Fade=t", "--time", "3"}, "--ctrl Fade=t: 3 is outside the documented range 0 to 1"},
+      {{"--off", "--ctrl", "On/Off=on"}, "--off does not change Fader's On/Off input"}};
+  for (const auto& [extra, warning] : cases) {
+    std::vector<std::string> args{"apply", "fadr", "in.png", "out.png"};
+    args.insert(args.end(), extra.begin(), extra.end());
+    const RunResult result = run(args);
+    EXPECT_EQ(result.exitCode, 0) << result.err;
+    if (warning == nullptr) {
+      EXPECT_EQ(result.err, "");
+      continue;
+    }
+    EXPECT_EQ(result.err.rfind(std::string("tessivo: warning: ") + warning, 0), 0u) << result.err;
+    EXPECT_EQ(std::count(result.err.begin(), result.err.end(), '\n'), 1) << result.err;
+  }
+  // Passed on as it is: towards transparent black, amount 2 wraps every channel to (256 - s) & 255, not to 0.
+  ASSERT_EQ(run({"apply", "fadr", "in.png", "out.png", "--ctrl", "Fade=2"}).exitCode, 0);
+  expectEveryPixel(host::readPng(path("out.png")), [](uint32_t s) {
+    uint32_t wrapped = 0;
+    for (int shift = 0; shift < 32; shift += 8) wrapped |= ((256 - ((s >> shift) & 0xFF)) & 0xFF) << shift;
+    return wrapped;
+  });
 }
 
 TEST_F(ApplyTest, GrayWritesAGreyPngAndChainsRunEachModule) {
   // Fader's grey of 0xFF00FF00 is 63 (the green term keeps only eight bits).
-  const host::Image grey = applied({"--gray", "--ctrl", "Fade=1", "--set", "Fade Color=#ff00ff00"}, host::PngTarget::Grey);
+  const host::Image grey = applied({"--gray", "--ctrl", "Fade=1", "--set", "Fade Color=#00ff00ff"}, host::PngTarget::Grey);
   const std::string bytes = readText(path("out.png"));
   ASSERT_GT(bytes.size(), 26u);
   EXPECT_TRUE(bytes[24] == 8 && bytes[25] == 0);  // IHDR: 8 bits, colour type grey
@@ -55,7 +105,7 @@ TEST_F(ApplyTest, SettingsFileIsLoadedBeforeSetAndTheInputIsNeverOverwritten) {
   std::ofstream(path("s.json")) << R"({"format":"tessivo-settings","version":1,"groups":{"Fader":{)"
                                    R"("Fade Color":{"type":"integer","value":4278255360}}}})";
   EXPECT_EQ(applied({"--settings", "s.json", "--ctrl", "Fade=1"}).pixel(5, 5), 0xFF00FF00u);
-  EXPECT_EQ(applied({"--settings", "s.json", "--ctrl", "Fade=1", "--set", "fadr:Fade Color=#80402010"}).pixel(5, 5),
+  EXPECT_EQ(applied({"--settings", "s.json", "--ctrl", "Fade=1", "--set", "fadr:Fade Color=#40201080"}).pixel(5, 5),
             0x80402010u);
   const std::string before = readText(path("in.png"));
   EXPECT_TRUE(run({"apply", "fadr", "in.png", "in.png", "--ctrl", "Fade=1"}).oneLineError());

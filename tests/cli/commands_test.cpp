@@ -23,14 +23,20 @@ TEST_F(CommandTest, ListAndInfoDescribeFader) {
                                     "     1  in   ddes  value  Enable Input (On/Off)\n"
                                     "     2  in   ctrl  value  Fade Input (Fade)\n     3  out  imag  image  Image Output (Out)\n"));
 
+  EXPECT_THAT(result.out, HasSubstr("built but not listed: dfsn (Diffusion)"));
+  const RunResult version = run({"--version"});
+  EXPECT_TRUE(version.exitCode == 0 && version.out.starts_with("tessivo ")) << version.out;
   const RunResult hidden = run({"list", "--hidden", "dfsn"});
   ASSERT_EQ(hidden.exitCode, 0) << hidden.err;
   EXPECT_THAT(hidden.out, HasSubstr("dfsn"));
   const RunResult info = run({"info", "fadr"});
   ASSERT_EQ(info.exitCode, 0) << info.err;
-  for (const char* shown : {"Settings (group \"Fader\")", "\"Fade Color\"  integer  default 0",
+  for (const char* shown : {"Settings (group \"Fader\")", "\"Fade Color\"  colour (an integer 0xAARRGGBB)  default "
+                            "#00000000 (transparent black)", "2 \"Fade\": 0 to 1 (", "; unwired: 0.5\n",
+                            "Grey format: in the grey format the fade colour becomes one grey",
                             "number field \"Fade alpha\": 0 to 255", "colour button \"Fade color\""})
     EXPECT_THAT(info.out, HasSubstr(shown));
+  EXPECT_THAT(run({"info", "strp"}).out, HasSubstr("\"ForeColor\"  colour  default #FFD200FF\n"));
 }
 
 TEST_F(CommandTest, PanelOkSavesTheFileAndCancelLeavesNone) {
@@ -38,9 +44,16 @@ TEST_F(CommandTest, PanelOkSavesTheFileAndCancelLeavesNone) {
   EXPECT_EQ(cancelled.exitCode, 0) << cancelled.err;
   EXPECT_FALSE(std::filesystem::exists(path("s.json")));
 
+  // The end of input cancels too, but as a failure.
+  const RunResult ended = run({"panel", "fadr", "--settings", "s.json"}, "1 = #112233\n");
+  EXPECT_TRUE(ended.oneLineError() && ended.exitCode == 1) << ended.err;
+  EXPECT_FALSE(std::filesystem::exists(path("s.json")));
+
   const RunResult accepted = run({"panel", "fadr", "--settings", "s.json"}, "1 = #112233\n2 = 200\nok\n");
   ASSERT_EQ(accepted.exitCode, 0) << accepted.err;
+  EXPECT_THAT(accepted.out, HasSubstr("Fader (fadr) settings\n"));
   EXPECT_THAT(accepted.out, HasSubstr("Saved Fader settings"));
+  EXPECT_THAT(readText(path("s.json")), HasSubstr("\"value\": \"#112233C8\""));
   host::SettingsStore store;
   store.loadFile(path("s.json"));
   EXPECT_EQ(store.get("Fader", "Fade Color"), host::SettingValue(std::int64_t{0xC8112233}));

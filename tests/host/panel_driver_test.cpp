@@ -106,22 +106,36 @@ TEST(ScriptedPanel, PopupsCheckBoxesAndTheDialogCheck) {
 }
 
 TEST(TerminalPanel, DrivenThroughStreamsReasksOnBadInput) {
-  std::istringstream in("1 = Realistic\n9 = 3\n2 = maybe\n2 = on\nok\n");
+  std::istringstream in("1 = Realistic\n9 = 3\nhelp\nthree = 3\n2 = maybe\n2 = on\nok\n");
   std::ostringstream out;
-  TerminalPanel shake(in, out);
+  TerminalPanel shake(in, out, "Jishin settings");
   ShakeSettings settings;
   EXPECT_TRUE(runShakePanel(shake.table(), settings) == 1u && settings.mode == 1 && settings.blend);
-  for (const char *shown : {"1. Mode: Always  [Always* | Realistic]", "Not understood: \"9 = 3\"",
-                            "\"maybe\" is not on or off"})
+  EXPECT_FALSE(shake.endedByEndOfInput());
+  for (const char *shown : {"Jishin settings\n  1. Mode: Always  [Always* | Realistic]", "There is no control 9;",
+                            "  cancel      close without", "Not understood: \"three = 3\"", "\"maybe\" is not on or off"})
     EXPECT_NE(out.str().find(shown), std::string::npos) << out.str();
 
-  std::istringstream faderIn("2 = 300\n2 = 128\n1 = #ff8800\nok\n");
+  // The end of input cancels, and says so; lines may come from a reader instead of the stream.
+  std::istringstream unused;
+  std::ostringstream ended;
+  int lines = 0;
+  TerminalPanel reader(unused, ended, "Jishin settings", [&lines](const std::string &) -> std::optional<std::string> {
+    if (lines++ == 0) return "1 = Realistic";
+    return std::nullopt;
+  });
+  ShakeSettings untouched;
+  EXPECT_TRUE(runShakePanel(reader.table(), untouched) == 0u && untouched.mode == 0 && reader.endedByEndOfInput());
+  EXPECT_EQ(lines, 2);
+
+  std::istringstream faderIn("2 = 300\n2 = 128\n1 = #ff880080\n1 = #ff8800\nok\n");
   std::ostringstream faderOut;
   TerminalPanel fader(faderIn, faderOut);
   bool accepted = false;
   EXPECT_EQ(runFaderPanel(fader, accepted, 0), 0x80FF8800);
   EXPECT_TRUE(accepted && faderOut.str().find("2. Fade alpha: 0  (0..255)") != std::string::npos &&
-              faderOut.str().find("300 is outside 0..255") != std::string::npos) << faderOut.str();
+              faderOut.str().find("300 is outside 0..255") != std::string::npos &&
+              faderOut.str().find("\"#ff880080\" is not a colour #RRGGBB") != std::string::npos) << faderOut.str();
 
   std::istringstream truncated("2 = 5\n");  // the end of input cancels
   TerminalPanel cancelled(truncated, faderOut);

@@ -63,12 +63,18 @@ TEST(SettingsFile, FaderAndEveryTypeRoundTripThroughTheFile) {
   start.set("Fader", "Fade Color", std::int64_t{0xFF00FF80});
   auto fader = Instance::create(*bundle, FourCC("fadr"));
   ASSERT_TRUE(fader->load(start.table()) && fader->save(saved.table()));
+  saved.markPackedColor("Fader", "Fade Color"), saved.set("Stripizator", "BackColor", Color::fromPacked(0x80FF8800));
   saved.set("Stripizator", "Max Radius", -(std::int64_t{1} << 35)), saved.set("Stripizator", "Stripes Width", 12.5);
   saved.set("Stripizator", "Moving Stripes", true), saved.set("Stripizator", "ForeColor", Color{{0.1, 0.2, 0.3, 0.4}});
   saved.set("Blur", "Odd", std::nan("")), saved.set("Blur", "Note", "hand written");
   EXPECT_THROW(saved.saveFile(folder / "missing" / "project.json"), HostError);
   saved.saveFile(folder / "project.json");
   loaded.loadFile(folder / "project.json");
+  // Colours a packed word gives exactly are written as "#RRGGBBAA"; the integer one stays an integer to the module.
+  const std::string text = testing::readText(folder / "project.json");
+  for (const char *shown : {R"("value": "#00FF80FF")", R"("value": "#FF880080")", "0.1"})
+    EXPECT_NE(text.find(shown), std::string::npos) << shown;
+  EXPECT_TRUE(loaded.isPackedColor("Fader", "Fade Color") && !loaded.isPackedColor("Stripizator", "Max Radius"));
   auto fresh = Instance::create(*bundle, FourCC("fadr"));
   ASSERT_TRUE(fresh->load(loaded.table()) && fresh->save(again.table()));
   EXPECT_EQ(again.get("Fader", "Fade Color"), SettingValue(std::int64_t{0xFF00FF80}));
@@ -105,12 +111,13 @@ TEST(SettingsFile, CorruptFilesAreRefusedClearly) {
   const std::pair<std::string, std::string> cases[] = {
       {header + R"({"Fader":{"Fade Color":{"type":"integer","val)", "bad.json: invalid JSON"},
       {header + R"({"Fader":{"Fade Color":{"type":"integer","value":"12"}}}})",
-       R"(bad.json: group "Fader" key "Fade Color": expected a 64-bit integer)"},
+       R"(bad.json: group "Fader" key "Fade Color": expected a 64-bit integer or a colour)"},
+      {header + R"({"Fader":{"Fade Color":{"type":"integer","value":1e400}}}})", "bad.json: a number is too large"},
       {header + R"({"Fader":{"Fade Color":{"type":"integer","value":9223372036854775808}}}})",
        "expected a 64-bit integer"},
       {header + R"({"Fader":{"Fade Color":{"type":"integer","value":1.5}}}})", "expected a 64-bit integer"},
       {header + R"({"Stripizator":{"ForeColor":{"type":"color","value":[1,0,0]}}}})",
-       "expected a colour of 4 components"},
+       "4 components (red, green, blue, alpha) or 2"},
       {header + R"({"Fader":{"Fade Color":{"type":"blob","value":5}}}})", "Fade Color"},
       {R"({"format":"something else","version":1,"groups":{}})", "not a settings file"},
       {header + R"({"Fader":{"Note":{"type":"string","value":"a\u0000b"}}}})", "may not contain a NUL"},

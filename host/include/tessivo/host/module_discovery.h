@@ -18,6 +18,8 @@ class Instance;
 struct SettingDescription {
   std::string key;
   SettingValue defaultValue;  // its type is the setting's type
+  // An integer holding a packed 0xAARRGGBB colour (its panel control is a colour button).
+  bool packedColor = false;
   ValueType type() const { return defaultValue.type(); }
 };
 
@@ -41,11 +43,12 @@ struct PanelDescription {
 SettingsDescription describeSettings(Instance &instance);
 PanelDescription describePanel(Instance &instance);
 
-// "KEY=VALUE" turned into the key's typed value: integers (decimal or 0x..),
-// doubles, booleans (true/false/on/off/yes/no/1/0), colours #RRGGBB or
-// #AARRGGBB (a colour stored as an integer takes the packed word), and popup
-// entry labels of the panel control named like the key. Number-field ranges
-// are checked. Throws HostError naming the key for an unknown key or
+// "KEY=VALUE" turned into the key's typed value: integers (decimal or 0x..)
+// that fit the modules' 32-bit fields, doubles, booleans
+// (true/false/on/off/yes/no/1/0), colours as parseColor reads them (also for
+// integers holding a packed colour), and popup entry labels of the panel
+// control named like the key. Number-field ranges are checked. Throws
+// HostError naming the key for an unknown key (with the nearest known one) or
 // a bad value.
 struct SettingAssignment {
   std::string key;  // as the module spells it
@@ -53,6 +56,12 @@ struct SettingAssignment {
 };
 SettingAssignment parseSettingAssignment(std::string_view text, const SettingsDescription &settings,
                                          const PanelDescription &panel);
+
+// Checks a settings group as a module will read it: every key is one of its
+// settings, with a value of the setting's type (an integer also serves a
+// double) that fits. Throws HostError "<source>: group "G" key "K": what is
+// wrong" otherwise; nothing else is changed.
+void checkSettingsGroup(const SettingsStore &store, const SettingsDescription &settings, std::string_view source);
 
 // Changes one setting of a live instance the way a host does: by key through
 // the module's parameter record when it has one, else by writing the value into

@@ -59,7 +59,7 @@ public:
   const Color &asColor() const;
   const std::string &asString() const;
 
-  // Human-readable form: 42, 0.5, true, #AARRGGBB (or component list), "text".
+  // Human-readable form: 42, 0.5, true, #RRGGBBAA (or component list), "text".
   std::string toString() const;
 
   bool operator==(const SettingValue &) const = default;
@@ -93,6 +93,10 @@ public:
   std::optional<SettingValue> get(std::string_view group, std::string_view key) const;
   void set(std::string_view group, std::string_view key, SettingValue value);
   void removeGroup(std::string_view group);
+  // An integer setting that holds a packed colour: files show it as "#RRGGBBAA"
+  // (reading such a file marks it again). No effect on a missing key.
+  void markPackedColor(std::string_view group, std::string_view key);
+  bool isPackedColor(std::string_view group, std::string_view key) const;
   void clear();
 
   // The whole store as {"format":"tessivo-settings","version":1,"groups":{...}}.
