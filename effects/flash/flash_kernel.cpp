@@ -39,12 +39,8 @@ constexpr size_t kAlphaByte = std::endian::native == std::endian::little ? 3 : 0
 
 struct ArgbLanes {
   Lanes16 alphaMask;  // 0xFFFF on alpha lanes
-  Lanes16 alphaIndex;  // for each lane, the lane holding its pixel's alpha
   ArgbLanes() {
-    for (size_t i = 0; i < kBlock; ++i) {
-      alphaMask[i] = i % 4 == kAlphaByte ? 0xFFFF : 0;
-      alphaIndex[i] = static_cast<uint16_t>(i - i % 4 + kAlphaByte);
-    }
+    for (size_t i = 0; i < kBlock; ++i) alphaMask[i] = i % 4 == kAlphaByte ? 0xFFFF : 0;
   }
 };
 
@@ -103,7 +99,9 @@ __attribute__((target_clones("avx2", "default"))) void BlendArgbRow(const uint8_
   size_t i = 0;
   for (; i + kBlock <= count; i += kBlock) {
     const Lanes16 c = Load(source + i);
-    const Lanes16 a = __builtin_shuffle(c, lanes.alphaIndex);
+    constexpr int A = kAlphaByte;  // each lane takes its pixel's alpha lane
+    const Lanes16 a = __builtin_shufflevector(c, c, A, A, A, A, A + 4, A + 4, A + 4, A + 4, A + 8, A + 8, A + 8, A + 8,
+                                              A + 12, A + 12, A + 12, A + 12);
     const Lanes16 t = (line.base + line.step * c) & 0xFF;
     const Lanes16 blended = ((256 - a) * c + a * t) >> 8;
     Store(destination + i, (blended & ~lanes.alphaMask) | (c & lanes.alphaMask));

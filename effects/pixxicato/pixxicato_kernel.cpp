@@ -410,13 +410,19 @@ inline bool Filter(const PixxicatoImage &image, uint32_t mode, float factorX, fl
 }
 
 // The window modes with everything they call inlined, once for AVX2 and once
-// for any x86-64 (the clone is chosen when the bundle loads).
-__attribute__((target_clones("avx2", "default"), flatten)) bool FilterPlanar8(const PixxicatoImage &image,
+// for any x86-64 (the clone is chosen when the bundle loads). Clang cannot
+// combine the two attributes; its builds (the fuzz targets) do without inlining.
+#if defined(__clang__)
+#define TESSIVO_CLONED_FLAT __attribute__((target_clones("avx2", "default")))
+#else
+#define TESSIVO_CLONED_FLAT __attribute__((target_clones("avx2", "default"), flatten))
+#endif
+TESSIVO_CLONED_FLAT bool FilterPlanar8(const PixxicatoImage &image,
                                                                               uint32_t mode, float x, float y,
                                                                               PixxicatoScratch &scratch) {
   return Filter<1>(image, mode, x, y, scratch);
 }
-__attribute__((target_clones("avx2", "default"), flatten)) bool FilterArgb(const PixxicatoImage &image, uint32_t mode,
+TESSIVO_CLONED_FLAT bool FilterArgb(const PixxicatoImage &image, uint32_t mode,
                                                                            float x, float y,
                                                                            PixxicatoScratch &scratch) {
   return Filter<4>(image, mode, x, y, scratch);
