@@ -10,6 +10,7 @@
 
 #include "cli_common.h"
 #include "control_expression.h"
+#include "tessivo/host/user_values.h"
 #include "value_text.h"
 
 namespace {
@@ -32,8 +33,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     if (parseDouble(buffer) != real) Fail("a number does not read back", text);
   }
   parseBoolean(text);
-  if (const auto colour = parseHexColor(text); colour && !colour->hasAlpha && colour->argb >> 24 != 0xFF)
-    Fail("a colour without alpha is not opaque", text);
+  parseColor(text);
   try {
     tessivo::cli::ControlExpression expression(text);
     for (const double t : {0.0, -1.0, 0.5, 1e20, -1e300, std::numeric_limits<double>::infinity(),
