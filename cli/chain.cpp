@@ -1,8 +1,7 @@
 // Building a chain of modules on a graph from the options apply and render share.
 #include "chain.h"
 
-#include "control_expression.h"
-
+#include <tessivo/host/control_expression.h>
 #include <tessivo/host/error.h>
 #include <tessivo/host/module_discovery.h>
 #include <tessivo/host/module_notes.h>
@@ -75,13 +74,13 @@ host::NodeId addControlSource(host::Graph& graph, const std::string& text, const
     return graph.addConstant(static_cast<float>(number));
   }
   try {
-    auto expression = std::make_shared<ControlExpression>(text);
+    auto expression = std::make_shared<host::ControlExpression>(text);
     return graph.addControl([expression, warning](double time) {
       const float value = (*expression)(time);
       warning->check(value);
       return value;
     });
-  } catch (const CliError& failure) {
+  } catch (const host::HostError& failure) {
     throw UsageError(fmt::format("{}: neither a number nor a valid expression in t: {}", what, failure.what()));
   }
 }

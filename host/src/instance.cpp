@@ -3,6 +3,7 @@
 #include "host_log.h"
 #include "instance_core.h"
 #include "tessivo/host/error.h"
+#include "value_text.h"
 
 #include <fmt/format.h>
 
@@ -253,5 +254,22 @@ uint32_t Instance::send(HostMessage message, HostEvent* event) {
 HostCall& Instance::hostCall() { return core_->call; }
 const BitmapService* Instance::bitmapService() const { return &core_->bitmapService; }
 const HostPortApi* Instance::portApi() const { return &core_->portApi; }
+
+const PortInfo* lookUpInputPort(const Instance& instance, std::string_view selector) {
+  for (const PortInfo& port : instance.ports())
+    if (!port.blank() && port.direction == kPortInput &&
+        (selector == std::to_string(port.index) || equalsIgnoreCase(selector, port.longName) ||
+         equalsIgnoreCase(selector, port.shortName)))
+      return &port;
+  return nullptr;
+}
+
+std::string inputPortList(const Instance& instance) {
+  std::string list;
+  for (const PortInfo& port : instance.ports())
+    if (!port.blank() && port.direction == kPortInput)
+      list += fmt::format("{}{} \"{}\"/\"{}\"", list.empty() ? "" : ", ", port.index, port.longName, port.shortName);
+  return list;
+}
 
 }  // namespace tessivo::host

@@ -228,19 +228,17 @@ void SettingsStore::saveFile(const std::filesystem::path &path) const {
   writeFileAtomically(path, toJson().dump(2) + "\n");
 }
 
-void SettingsStore::loadFile(const std::filesystem::path &path) {
-  const std::string source = sourceName(path);
+nlohmann::json readJsonFile(const std::filesystem::path &path, const std::string &source, std::string_view what) {
   std::ifstream file(path, std::ios::binary);
   if (!file) throw HostError(source + ": cannot open: " + std::strerror(errno));
   std::error_code error;
   const auto size = std::filesystem::file_size(path, error);
-  if (!error && size > kMaxFileBytes) throw HostError(source + ": too large to be a settings file");
+  if (!error && size > kMaxFileBytes) throw HostError(source + ": too large to be " + std::string(what));
   std::ostringstream contents;
   contents << file.rdbuf();
   if (file.bad()) throw HostError(source + ": read error");
-  json document;
   try {
-    document = json::parse(contents.str());
+    return json::parse(contents.str());
   } catch (const json::parse_error &e) {
     std::string message = e.what();
     if (const auto bracket = message.find("] "); bracket != std::string::npos) message.erase(0, bracket + 2);
@@ -250,7 +248,11 @@ void SettingsStore::loadFile(const std::filesystem::path &path) {
   } catch (const json::exception &) {
     throw HostError(source + ": invalid JSON");
   }
-  fromJson(document, source);
+}
+
+void SettingsStore::loadFile(const std::filesystem::path &path) {
+  const std::string source = sourceName(path);
+  fromJson(readJsonFile(path, source, "a settings file"), source);
 }
 
 }  // namespace tessivo::host

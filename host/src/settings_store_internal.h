@@ -1,6 +1,7 @@
 // The store's data, shared by its table callbacks and its JSON persistence.
 #pragma once
 
+#include <filesystem>
 #include <map>
 #include <string>
 
@@ -19,6 +20,9 @@ struct SettingsEntry {
 
 using SettingsGroupData = std::map<std::string, SettingsEntry, std::less<>>;
 using SettingsGroups = std::map<std::string, SettingsGroupData, std::less<>>;
+
+// Reads and parses a JSON file of at most 64 MiB; throws HostError "<source>: <reason>".
+nlohmann::json readJsonFile(const std::filesystem::path &path, const std::string &source, std::string_view what);
 
 SettingsGroups settingsGroupsFromJson(const nlohmann::json &document, std::string_view source);
 

@@ -8,8 +8,8 @@
 #include <limits>
 #include <string>
 
-#include "cli_common.h"
-#include "control_expression.h"
+#include "tessivo/host/control_expression.h"
+#include "tessivo/host/error.h"
 #include "tessivo/host/user_values.h"
 #include "value_text.h"
 
@@ -35,11 +35,11 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
   parseBoolean(text);
   parseColor(text);
   try {
-    tessivo::cli::ControlExpression expression(text);
+    ControlExpression expression(text);
     for (const double t : {0.0, -1.0, 0.5, 1e20, -1e300, std::numeric_limits<double>::infinity(),
                            std::numeric_limits<double>::quiet_NaN()})
       expression(t);
-  } catch (const tessivo::cli::CliError &) {
+  } catch (const HostError &) {
   }
   return 0;
 }

@@ -13,6 +13,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace tessivo::host {
@@ -36,6 +37,13 @@ struct RenderSettings {
   uint32_t height = 0;
   uint32_t pixelFormat = kARGB32;
 };
+
+// The input port a selector names: its index, long name or short name
+// (case-insensitive); null when none matches.
+class Instance;
+const PortInfo* lookUpInputPort(const Instance& instance, std::string_view selector);
+// "0 \"Image Input\"/\"In\", 1 ..." for messages about a wrong selector.
+std::string inputPortList(const Instance& instance);
 
 class InstanceCore;  // the host tables and port state behind an instance (private)
 

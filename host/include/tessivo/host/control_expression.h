@@ -2,6 +2,7 @@
 // "0.5 + 0.5*sin(2*pi*t/4)", with ramp, step and seeded noise functions.
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <string>
 
@@ -9,11 +10,11 @@ namespace mu {
 class Parser;
 }
 
-namespace tessivo::cli {
+namespace tessivo::host {
 
 class ControlExpression {
  public:
-  // Throws CliError "column N: what is wrong" for a malformed expression.
+  // Throws HostError "\"TEXT\": column N: what is wrong" for a malformed expression.
   explicit ControlExpression(const std::string &text);
   ~ControlExpression();
   ControlExpression(ControlExpression &&) noexcept;
@@ -26,4 +27,8 @@ class ControlExpression {
   std::unique_ptr<double> time_;  // the variable the parser reads, at a stable address
 };
 
-}  // namespace tessivo::cli
+// A control value from text: a finite number is a constant, anything else an
+// expression in t. Throws HostError for a non-finite number or a bad expression.
+std::function<float(double)> makeControlValue(const std::string &text);
+
+}  // namespace tessivo::host

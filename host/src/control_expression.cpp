@@ -1,16 +1,17 @@
-#include "control_expression.h"
+#include "tessivo/host/control_expression.h"
 
-#include "cli_common.h"
+#include "tessivo/host/error.h"
 
 #include <fmt/format.h>
 #include <muParser.h>
 
 #include <algorithm>
 #include <bit>
+#include <charconv>
 #include <cmath>
 #include <cstdint>
 
-namespace tessivo::cli {
+namespace tessivo::host {
 namespace {
 
 // 0 before start, rising linearly to 1 at end, 1 after.
@@ -57,7 +58,7 @@ ControlExpression::ControlExpression(const std::string &text)
     if (const size_t at = message.find(" at position "); at != std::string::npos) message.erase(at);
     if (const size_t found = message.find(" found"); found != std::string::npos) message.erase(found);
     const size_t column = std::min<size_t>(static_cast<size_t>(error.GetPos()), text.size()) + 1;
-    throw CliError(fmt::format("\"{}\": column {}: {}", text, column, message));
+    throw HostError(fmt::format("\"{}\": column {}: {}", text, column, message));
   }
 }
 
@@ -69,4 +70,16 @@ float ControlExpression::operator()(double t) {
   return static_cast<float>(parser_->Eval());
 }
 
-}  // namespace tessivo::cli
+std::function<float(double)> makeControlValue(const std::string &text) {
+  float value = 0.0f;
+  const char *end = text.data() + text.size();
+  const auto [ptr, error] = std::from_chars(text.data(), end, value);
+  if (error == std::errc() && ptr == end) {
+    if (!std::isfinite(value)) throw HostError(fmt::format("\"{}\" is not a finite number", text));
+    return [value](double) { return value; };
+  }
+  auto expression = std::make_shared<ControlExpression>(text);
+  return [expression](double time) { return (*expression)(time); };
+}
+
+}  // namespace tessivo::host
