@@ -104,5 +104,6 @@ void addApplyCommand(CLI::App& app, GlobalOptions& options);
 void addPanelCommand(CLI::App& app, GlobalOptions& options);
 void addDemoCommand(CLI::App& app, GlobalOptions& options);
 void addRenderCommand(CLI::App& app, GlobalOptions& options);
+void addPatchCommand(CLI::App& app, GlobalOptions& options);
 
 }  // namespace tessivo::cli

@@ -4,6 +4,7 @@
 #include "cli_common.h"
 
 #include <tessivo/host/contact_sheet.h>
+#include <tessivo/host/image_ops.h>
 #include <tessivo/host/error.h>
 #include <tessivo/host/graph.h>
 #include <tessivo/host/image_file.h>
@@ -92,6 +93,33 @@ void writeClip(host::Graph& graph, const std::vector<host::NodeId>& nodes, std::
   writer.finish();
 }
 
+// Modules whose output moves with time on a still picture (tables, canvases,
+// swells) get a few more tiles on the sheet: the same picture at later times.
+void addFramesOverTime(host::Bundle& bundle, const host::Image& picture,
+                       const std::vector<std::pair<uint32_t, uint32_t>>& modules, double time,
+                       std::vector<host::ContactTile>& tiles) {
+  constexpr double kSteps[] = {0.5, 1.0, 1.5};
+  host::Graph graph(bundle);
+  const host::NodeId still = graph.addStill(picture);
+  for (const auto& [code, imageInput] : modules) {
+    try {
+      const host::NodeId node = graph.addModule(code);
+      graph.connect(still, node, imageInput);
+      const host::Image first = *graph.renderFrame(node, time, picture.width(), picture.height());
+      std::vector<host::ContactTile> later;
+      bool moves = false;
+      for (const double step : kSteps) {
+        later.push_back({fmt::format("{} t+{}", graph.instance(node).name(), step),
+                         *graph.renderFrame(node, time + step, picture.width(), picture.height())});
+        moves = moves || host::compare(first, later.back().image).differingPixels > 0;
+      }
+      if (moves) tiles.insert(tiles.end(), later.begin(), later.end());
+    } catch (const host::HostError& error) {
+      fmt::print(stderr, "no frames over time for {}: {}\n", host::codeToString(code), oneLine(error.what()));
+    }
+  }
+}
+
 void runDemo(const GlobalOptions& globals, const DemoOptions& options) {
   const auto [width, height] = parseSize(options.size);
   auto bundle = loadBundle(globals);
@@ -127,6 +155,7 @@ void runDemo(const GlobalOptions& globals, const DemoOptions& options) {
   writeNew(folder / "input.png", *input);
 
   std::string unavailable;
+  std::vector<std::pair<uint32_t, uint32_t>> inputs;  // code and image input of each rendered module
   for (const host::ModuleInfo& module : bundle->modules()) {
     const std::string code = host::codeToString(module.code);
     host::NodeId node = 0;
@@ -137,9 +166,11 @@ void runDemo(const GlobalOptions& globals, const DemoOptions& options) {
       continue;
     }
     host::Instance& instance = graph.instance(node);
+    uint32_t imageInput = 0;
     for (const host::PortInfo& port : instance.ports())
       if (!port.blank() && port.direction == kPortInput && port.type == kTypeImage) {
         graph.connect(scene, node, port.index);
+        imageInput = port.index;
         break;
       }
     try {
@@ -147,6 +178,7 @@ void runDemo(const GlobalOptions& globals, const DemoOptions& options) {
       writeNew(folder / fmt::format("{}-{}.png", code, fileSafe(module.name)), *output);
       tiles.push_back({fmt::format("{} {}", code, module.name), *output});
       rendered.push_back(node);
+      inputs.emplace_back(module.code, imageInput);
     } catch (const host::HostError& error) {
       fmt::print(stderr, "skipped {} ({}): {}\n", code, module.name, oneLine(error.what()));
     }
@@ -157,7 +189,9 @@ void runDemo(const GlobalOptions& globals, const DemoOptions& options) {
   layout.tileWidth = width;
   layout.tileHeight = height;
   layout.labelScale = width >= 320 ? 2 : 1;
-  writeNew(folder / "contact-sheet.png", host::makeContactSheet(tiles, layout));
+  std::vector<host::ContactTile> sheet = tiles;
+  addFramesOverTime(*bundle, *input, inputs, options.time, sheet);
+  writeNew(folder / "contact-sheet.png", host::makeContactSheet(sheet, layout));
   if (options.clipFrames > 0) writeClip(graph, rendered, tiles, layout, options, folder / kClipName);
   const size_t modules = tiles.size() - 1;
   fmt::print("Rendered {} module{} at {}x{}, time {}{}\n", modules, modules == 1 ? "" : "s", width, height,

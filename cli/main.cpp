@@ -28,6 +28,7 @@ int main(int argc, char** argv) {
   addInfoCommand(app, options);
   addApplyCommand(app, options);
   addRenderCommand(app, options);
+  addPatchCommand(app, options);
   addPanelCommand(app, options);
   addDemoCommand(app, options);
 

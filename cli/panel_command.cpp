@@ -5,6 +5,7 @@
 
 #include <tessivo/host/error.h>
 #include <tessivo/host/module_discovery.h>
+#include <tessivo/host/patch.h>
 #include <tessivo/host/settings_store.h>
 #include <tessivo/host/terminal_panel.h>
 
@@ -88,15 +89,45 @@ void runPanel(const GlobalOptions& options, const std::string& codeText, const s
   fmt::print("Saved {} settings to {}\n", instance->name(), std::filesystem::absolute(file).string());
 }
 
+// `tessivo panel NODE --patch FILE`: the same panel for one module node of a
+// patch; OK stores the settings in the node and saves the patch.
+void runPatchPanel(const GlobalOptions& options, const std::string& id, const std::string& file) {
+  host::Patch patch = host::loadPatch(file);
+  host::PatchNode* node = patch.find(id);
+  if (node == nullptr || node->kind != host::PatchNodeKind::Module)
+    throw CliError(fmt::format("{} has no module node \"{}\"", file, id));
+  auto bundle = loadBundle(options);
+  auto instance = createInstance(*bundle, node->code);
+  host::loadNodeSettings(*instance, *node);
+  if (!instance->hasPanel()) throw CliError(fmt::format("{} ({}) has no settings panel", instance->name(), id));
+  host::TerminalPanel panel(std::cin, std::cout);
+  const bool accepted = instance->runPanel(panel.table());
+  if (!panel.model().created) throw CliError(fmt::format("{} could not build its settings panel", instance->name()));
+  if (!accepted) {
+    fmt::print("Cancelled; {} is unchanged.\n", file);
+    return;
+  }
+  host::storeNodeSettings(*node, *instance);
+  host::savePatch(patch, file);
+  fmt::print("Saved {} settings of node {} to {}\n", instance->name(), id, file);
+}
+
 }  // namespace
 
 void addPanelCommand(CLI::App& app, GlobalOptions& options) {
   auto* command = app.add_subcommand("panel", "Edit a module's settings in its panel on the terminal and save them");
   auto code = std::make_shared<std::string>();
   auto file = std::make_shared<std::string>("tessivo-settings.json");
-  command->add_option("CODE", *code, "Module code, e.g. fadr")->required();
+  auto patch = std::make_shared<std::string>();
+  command->add_option("CODE", *code, "Module code, e.g. fadr (with --patch: the id of a module node)")->required();
   command->add_option("--settings", *file, "Settings file to read and, on OK, write")->capture_default_str();
-  command->callback([&options, code, file] { runPanel(options, *code, *file); });
+  command->add_option("--patch", *patch, "Edit the settings of module node CODE in this patch file instead");
+  command->callback([&options, code, file, patch] {
+    if (patch->empty())
+      runPanel(options, *code, *file);
+    else
+      runPatchPanel(options, *code, *patch);
+  });
 }
 
 }  // namespace tessivo::cli

@@ -8,6 +8,7 @@
 #include <tessivo/host/image_ops.h>
 #include <tessivo/host/media/video_reader.h>
 #include <tessivo/host/media/video_writer.h>
+#include <tessivo/host/patch.h>
 
 extern "C" {
 #include <libavformat/avformat.h>
@@ -19,6 +20,7 @@ extern "C" {
 #include <atomic>
 #include <csignal>
 #include <filesystem>
+#include <optional>
 
 namespace tessivo::cli {
 
@@ -58,20 +60,64 @@ class InterruptGuard {
 
 bool isSequencePattern(const std::string& path) { return path.find('%') != std::string::npos; }
 
+bool isPatchFile(const std::string& text) { return text.size() > 5 && text.ends_with(".json"); }
+
+// The graph of a chain or a patch, and the still node the input's frames go to (if any).
+struct RenderGraph {
+  std::optional<host::NodeId> input;
+  host::NodeId output = 0;
+};
+
+// A patch's input: its one video or image-sequence node, fed from -i or from the node's own path.
+std::optional<std::string> patchInput(const host::Patch& patch, const std::filesystem::path& folder,
+                                      const RenderOptions& options) {
+  std::vector<const host::PatchNode*> feeds;
+  for (const host::PatchNode& node : patch.nodes)
+    if (node.kind == host::PatchNodeKind::Video || node.kind == host::PatchNodeKind::ImageSequence)
+      feeds.push_back(&node);
+  if (feeds.size() > 1)
+    throw CliError(fmt::format("{}: render feeds one video or image-sequence node; the patch has {}",
+                               options.chain.chain, feeds.size()));
+  if (!options.input.empty()) return options.input;
+  if (feeds.empty() || feeds[0]->path.empty()) return std::nullopt;
+  return (folder / feeds[0]->path).string();
+}
+
 void runRender(const GlobalOptions& globals, const RenderOptions& options) {
   namespace fs = std::filesystem;
+  const bool patchMode = isPatchFile(options.chain.chain);
+  std::optional<host::Patch> patch;
+  std::string input = options.input;
+  const fs::path folder = fs::path(options.chain.chain).parent_path();
+  if (patchMode) {
+    if (!options.chain.sets.empty() || !options.chain.controls.empty() || options.chain.off ||
+        !options.chain.settingsFile.empty())
+      throw CliError("--set, --ctrl, --off and --settings change a chain; change a patch with tessivo patch set");
+    patch = host::loadPatch(options.chain.chain);
+    input = patchInput(*patch, folder, options).value_or("");
+  }
+  if (input.empty()) throw CliError("-i/--input is required (a patch may name its video instead)");
+
   std::error_code ignored;
   if (options.output != "-" && !isSequencePattern(options.output) && fs::exists(options.output, ignored)) {
     if (!options.overwrite) throw CliError(fmt::format("{} exists; pass -y to overwrite it", options.output));
-    if (options.input != "-" && fs::equivalent(options.input, options.output, ignored))
+    if (input != "-" && fs::equivalent(input, options.output, ignored))
       throw CliError(fmt::format("{} is the input file; choose another output", options.output));
   }
 
   auto bundle = loadBundle(globals);
-  host::media::VideoReader reader(options.input);
+  host::media::VideoReader reader(input);
   const uint32_t format = options.chain.gray ? host::kGrey8 : host::kARGB32;
   host::Graph graph(*bundle);
-  const Chain chain = buildChain(graph, *bundle, options.chain, host::Image(reader.width(), reader.height(), format));
+  RenderGraph rendered;
+  if (patchMode) {
+    const host::PatchGraph built = host::buildPatchGraph(graph, *patch, folder, "patch " + options.chain.chain);
+    rendered.output = built.output;
+    if (!built.frameSources.empty()) rendered.input = built.nodes.at(built.frameSources[0]);
+  } else {
+    const Chain chain = buildChain(graph, *bundle, options.chain, host::Image(reader.width(), reader.height(), format));
+    rendered = {chain.source, chain.output};
+  }
 
   std::vector<const AVStream*> copies;
   for (int i = 0; i < reader.streamCount(); ++i)
@@ -85,8 +131,9 @@ void runRender(const GlobalOptions& globals, const RenderOptions& options) {
   Progress progress(reader.frameCountEstimate(), stderr);
   reader.run(
       [&](const host::media::VideoFrame& frame) {
-        graph.setStill(chain.source, options.chain.gray ? host::convert(*frame.image, host::kGrey8) : *frame.image);
-        writer.writeFrame(*graph.renderFrame(chain.output, frame.time, reader.width(), reader.height(), format));
+        if (rendered.input)
+          graph.setStill(*rendered.input, options.chain.gray ? host::convert(*frame.image, host::kGrey8) : *frame.image);
+        writer.writeFrame(*graph.renderFrame(rendered.output, frame.time, reader.width(), reader.height(), format));
         progress.frameDone();
         return !interrupted;
       },
@@ -101,9 +148,9 @@ void runRender(const GlobalOptions& globals, const RenderOptions& options) {
 void addRenderCommand(CLI::App& app, GlobalOptions& globals) {
   auto options = std::make_shared<RenderOptions>();
   auto* command = app.add_subcommand(
-      "render", "Run a chain (CODE+CODE...) over every frame of a video, image sequence (frame%04d.png) or pipe");
-  command->add_option("CHAIN", options->chain.chain, "Module code, or codes joined by + run left to right")->required();
-  command->add_option("-i,--input", options->input, "Input video, image sequence or - for standard input")->required();
+      "render", "Run a chain (CODE+CODE...) or a patch over every frame of a video, image sequence (frame%04d.png) or pipe");
+  command->add_option("CHAIN", options->chain.chain, "Module code, codes joined by + run left to right, or a patch file (.json)")->required();
+  command->add_option("-i,--input", options->input, "Input video, image sequence or - for standard input (a patch may name its own)");
   command->add_option("-o,--output", options->output,
                       "Output file (written under a temporary name, then renamed), image sequence, or - for raw "
                       "frames on standard output")

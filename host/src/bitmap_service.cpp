@@ -118,7 +118,7 @@ HostImage* cacheImage(void* cookie, const ValueRecord* request) noexcept {
   return ServeCall<HostImage*>(cookie, nullptr, [&](InstanceCore& core) -> HostImage* {
     core.log("CacheImage", {argPointer(request)});
     if (request == nullptr) return nullptr;
-    return core.cacheImage.handle();
+    return core.slot->cacheImage.handle();
   });
 }
 

@@ -73,9 +73,7 @@ Instance::Instance(std::unique_ptr<InstanceCore> core) : core_(std::move(core)) 
 Instance::~Instance() {
   InstanceCore& c = *core_;
   c.endFrame();
-  if (c.cache != nullptr && c.outputCache != nullptr && c.outputCache->destroy != nullptr)
-    c.outputCache->destroy(c.outputCache->instance, c.cache, 1);
-  c.cache = nullptr;
+  for (auto& slot : c.slots) c.destroyCache(*slot);
   HostEvent event{};  // the bundle ignores a call without a target
   send(kInstanceDestroy, &event);
 }
@@ -181,13 +179,14 @@ std::shared_ptr<const Image> Instance::render(const RenderSettings& settings) {
   request.stamp = c.bundle.nextStamp();
   request.type = FourCC("imag");
   request.parameter = &wanted;
-  request.data = c.output->handle();
+  InstanceCore::OutputSlot& slot = c.slotFor(settings.width, settings.height, settings.pixelFormat);
+  request.data = slot.output->handle();
   request.destination = &destination;
   const OutputCacheRecord* effs = c.outputCache;
-  if (effs != nullptr && effs->create != nullptr && c.cache == nullptr)
-    c.cache = effs->create(effs->instance, &request, 1);
-  request.cache = c.cache;
-  if (effs != nullptr && effs->begin != nullptr) request.cache = effs->begin(c.cache, &request, 0);
+  if (effs != nullptr && effs->create != nullptr && slot.cache == nullptr)
+    slot.cache = effs->create(effs->instance, &request, 1);
+  request.cache = slot.cache;
+  if (effs != nullptr && effs->begin != nullptr) request.cache = effs->begin(slot.cache, &request, 0);
 
   HostEvent event{};
   event.value = &request;
@@ -222,7 +221,7 @@ std::shared_ptr<const Image> Instance::render(const RenderSettings& settings) {
     // The module placed its input requests at OutputRequested: let it withdraw them.
     if (requested) send(kRequestCancelled, &event);
   }
-  if (effs != nullptr && effs->end != nullptr) effs->end(c.cache, &request, 0);
+  if (effs != nullptr && effs->end != nullptr) effs->end(slot.cache, &request, 0);
   send(kRenderStop, &event);
   const std::vector<std::string> deliveryErrors = c.endFrame();
   c.rendering = false;
@@ -230,11 +229,11 @@ std::shared_ptr<const Image> Instance::render(const RenderSettings& settings) {
   if (result == 0)
     throw HostError(fmt::format("{} failed to render a {}x{} frame{}", name(), settings.width, settings.height,
                                 joined(deliveryErrors)));
-  return c.output;
+  return slot.output;
 }
 
-const Image& Instance::cacheImage() const { return core_->cacheImage; }
-void* Instance::outputCache() const { return core_->cache; }
+const Image& Instance::cacheImage() const { return core_->slot->cacheImage; }
+void* Instance::outputCache() const { return core_->slot->cache; }
 
 std::optional<InputRequest> Instance::pendingRequest(uint32_t port) const {
   std::lock_guard lock(core_->requestsMutex);

@@ -2,6 +2,7 @@
 
 #include "host_log.h"
 
+#include <algorithm>
 #include <mutex>
 #include <unordered_set>
 
@@ -50,6 +51,7 @@ InstanceCore::InstanceCore(Bundle& owner, uint32_t moduleCode) : bundle(owner), 
   errorTable.ReportError = &reportError;
   installPortApi(*this);
   installBitmapService(*this);
+  slot = slots.emplace_back(std::make_unique<OutputSlot>()).get();
   call.hostTable = bundle.hostTable();
   call.serviceTable = &serviceTable;
   call.portApi = &portApi;
@@ -58,6 +60,33 @@ InstanceCore::InstanceCore(Bundle& owner, uint32_t moduleCode) : bundle(owner), 
   classRecord.classCode = code;
   std::lock_guard lock(liveMutex);
   liveCores.insert(this);
+}
+
+InstanceCore::OutputSlot& InstanceCore::slotFor(uint32_t width, uint32_t height, uint32_t pixelFormat) {
+  OutputSlot* found = nullptr;
+  for (auto& candidate : slots)
+    if (candidate->width == width && candidate->height == height && candidate->pixelFormat == pixelFormat)
+      found = candidate.get();
+  if (found == nullptr) {
+    for (auto& candidate : slots)
+      if (candidate->width == 0 && found == nullptr) found = candidate.get();
+    if (found == nullptr && slots.size() < kMaxOutputSlots) found = slots.emplace_back(std::make_unique<OutputSlot>()).get();
+    if (found == nullptr) {
+      found = std::ranges::min_element(slots, {}, [](const auto& candidate) { return candidate->lastUse; })->get();
+      destroyCache(*found);
+      *found = OutputSlot{};
+    }
+    found->width = width, found->height = height, found->pixelFormat = pixelFormat;
+  }
+  found->lastUse = ++renders;
+  slot = found;
+  return *found;
+}
+
+void InstanceCore::destroyCache(OutputSlot& target) {
+  if (target.cache != nullptr && outputCache != nullptr && outputCache->destroy != nullptr)
+    outputCache->destroy(outputCache->instance, target.cache, 1);
+  target.cache = nullptr;
 }
 
 InstanceCore::~InstanceCore() {

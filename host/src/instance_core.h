@@ -75,9 +75,23 @@ class InstanceCore {
   std::map<uint32_t, InputRequest> requests;          // placed and not withdrawn
   mutable std::mutex requestsMutex;
 
-  std::shared_ptr<Image> output = std::make_shared<Image>();
-  Image cacheImage;
-  void* cache = nullptr;  // from the 'effs' create callback
+  // What a host keeps per output request between frames: the output image,
+  // the cache image and the module's per-output cache. An output feeding
+  // inputs that request different sizes or formats has one per request shape.
+  struct OutputSlot {
+    uint32_t width = 0, height = 0, pixelFormat = 0;  // 0x0: not used yet
+    std::shared_ptr<Image> output = std::make_shared<Image>();
+    Image cacheImage;
+    void* cache = nullptr;  // from the 'effs' create callback
+    uint64_t lastUse = 0;
+  };
+  static constexpr size_t kMaxOutputSlots = 4;  // beyond: the least recently used is dropped
+  std::vector<std::unique_ptr<OutputSlot>> slots;
+  OutputSlot* slot = nullptr;  // the one rendering now, else the last rendered; never null
+  uint64_t renders = 0;
+  // The slot for a request shape, made (or recycled) when there is none.
+  OutputSlot& slotFor(uint32_t width, uint32_t height, uint32_t pixelFormat);
+  void destroyCache(OutputSlot& slot);
   std::atomic<bool> rendering{false};
   uint32_t prepareDestinationCalls = 0;
 

@@ -4,7 +4,9 @@
 
 #include <tessivo/host/image_file.h>
 
+#include <csignal>
 #include <cstdlib>
+#include <fcntl.h>
 #include <sstream>
 
 namespace tessivo::cli::testing {
@@ -94,6 +96,66 @@ TEST_F(RenderTest, KeepsExistingOutputsAndNamesTheColumnOfABadExpression) {
 
   ASSERT_EQ(run({"render", "fadr", "-i", "clip.mkv", "-o", "out.mkv", "-y"}).exitCode, 0);
   EXPECT_NE(readText(path("out.mkv")), "precious");
+}
+
+// A patch made and edited by `tessivo patch` (and a panel) renders what the
+// same chain renders with the same options, frame for frame, bit for bit.
+TEST_F(RenderTest, APatchEditedOnTheCommandLineRendersLikeTheChain) {
+  ASSERT_EQ(run({"patch", "new", "p.json", "fadr+embs"}).exitCode, 0);
+  ASSERT_EQ(run({"patch", "set", "p.json", "embs", "Effect=Stonify"}).exitCode, 0);
+  ASSERT_EQ(run({"patch", "set", "p.json", "fadr", "Fade=ramp(t,0,0.5)"}).exitCode, 0);
+  const RunResult panel = run({"panel", "fadr", "--patch", "p.json"}, "1 = #112233\nok\n");
+  ASSERT_EQ(panel.exitCode, 0) << panel.err;
+  const RunResult shown = run({"patch", "show", "p.json"});
+  EXPECT_THAT(shown.out, ::testing::HasSubstr("Effect = 2"));
+  EXPECT_THAT(shown.out, ::testing::HasSubstr("fadr.Fade  control ramp(t,0,0.5)"));
+  EXPECT_THAT(shown.out, ::testing::HasSubstr("fadr.Fade -> fadr port 2"));
+
+  const RunResult patched = run({"render", "p.json", "-i", "clip.mkv", "-o", "-"});
+  const RunResult chained = run({"render", "fadr+embs", "-i", "clip.mkv", "-o", "-", "--ctrl", "Fade=ramp(t,0,0.5)",
+                                 "--set", "Effect=Stonify", "--set", "Fade Color=#00112233"});  // the panel leaves alpha 0
+  ASSERT_EQ(patched.exitCode, 0) << patched.err;
+  ASSERT_EQ(chained.out.size(), size_t{kFrames} * 64 * 32 * 4);
+  EXPECT_TRUE(patched.out == chained.out);
+  const RunResult defaults = run({"render", "fadr+embs", "-i", "clip.mkv", "-o", "-", "--ctrl", "Fade=ramp(t,0,0.5)"});
+  EXPECT_FALSE(defaults.out == chained.out);  // the settings show in the frames
+
+  const RunResult unknown = run({"patch", "set", "p.json", "fadr", "Fdae=1"});
+  EXPECT_TRUE(unknown.oneLineError()) << unknown.err;
+  EXPECT_THAT(unknown.err, ::testing::HasSubstr("has no setting or input \"Fdae\""));
+  std::ofstream(path("p.json"), std::ios::app) << "x";
+  const RunResult broken = run({"render", "p.json", "-i", "clip.mkv", "-o", "x.mkv"});
+  EXPECT_TRUE(broken.oneLineError() && !std::filesystem::exists(path("x.mkv"))) << broken.err;
+  EXPECT_THAT(broken.err, ::testing::HasSubstr("p.json: invalid JSON"));
+}
+
+// Ctrl-C in the middle of a render: the existing output stays as it was and no
+// temporary file is left behind.
+TEST_F(RenderTest, AnInterruptedRenderLeavesTheOutputAsItWas) {
+  ASSERT_EQ(shell("ffmpeg -loglevel error -f lavfi -i testsrc2=size=320x240:rate=25 -frames:v 500 -c:v ffv1 long.mkv"), 0);
+  std::ofstream(path("out.mkv")) << "precious";
+  const pid_t child = fork();
+  if (child == 0) {
+    if (chdir(dir_.c_str()) != 0) _exit(126);
+    const int err = open(".stderr", O_WRONLY | O_CREAT | O_TRUNC, 0644);
+    dup2(err, 2);
+    execl(TESSIVO_CLI_PATH, "tessivo", "render", "kgmi+blur+embs", "-i", "long.mkv", "-o", "out.mkv", "-y",
+          static_cast<char*>(nullptr));
+    _exit(127);
+  }
+  // Interrupted once frames are being written (the first progress line).
+  for (int wait = 0; wait < 600 && readText(path(".stderr")).find("frame") == std::string::npos; ++wait) usleep(50000);
+  kill(child, SIGINT);
+  int status = 0;
+  ASSERT_EQ(waitpid(child, &status, 0), child);
+  EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 1) << status;
+  EXPECT_THAT(readText(path(".stderr")), ::testing::HasSubstr("interrupted"));
+  EXPECT_EQ(readText(path("out.mkv")), "precious");
+  std::vector<std::string> names;
+  for (const auto& entry : std::filesystem::directory_iterator(dir_)) names.push_back(entry.path().filename());
+  std::ranges::sort(names);
+  EXPECT_EQ(names, (std::vector<std::string>{".stderr", "clip.mkv", "in_1.png", "in_2.png",
+                                             "in_3.png", "in_4.png", "in_5.png", "in_6.png", "long.mkv", "out.mkv"}));
 }
 
 }  // namespace

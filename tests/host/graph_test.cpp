@@ -129,5 +129,30 @@ TEST(Graph, ChainsLongerThanTheLimitAreRefused) {
   graph.connect(chain[0], before, 0);  // a short branch beside the chain is fine
 }
 
+// One output feeding two inputs that request different sizes is rendered for
+// each request, and each request keeps its own output and canvas between frames.
+TEST(Graph, AnOutputFeedingTwoSizesIsRenderedForEachRequest) {
+  auto bundle = testing::loadBundle();
+  Graph graph(*bundle);
+  const NodeId strokes = graph.addModule(FourCC("lnlz"));  // paints on the canvas kept between frames
+  graph.connect(graph.addStill(testing::patterned(64, 48, kARGB32)), strokes, 0);
+  graph.connect(graph.addControl([](double t) { return t < 1.0 ? 0.1f : 0.0f; }), strokes, 2);  // then no strokes
+  const NodeId big = graph.addModule(FourCC("fadr")), small = graph.addModule(FourCC("fadr"));
+  for (const NodeId copy : {big, small}) {
+    graph.connect(strokes, copy, 0);
+    graph.connect(graph.addConstant(0.0f), copy, 2);  // a plain copy
+  }
+  const Image bigFirst = *graph.renderFrame(big, 0.0, 64, 48);
+  const Image smallFirst = *graph.renderFrame(small, 0.0, 32, 24);
+  EXPECT_EQ(smallFirst.width(), 32u);
+  for (const double time : {1.0, 2.0}) {  // no new strokes: each canvas as its request left it
+    EXPECT_TRUE(samePixels(*graph.renderFrame(big, time, 64, 48), bigFirst)) << time;
+    EXPECT_TRUE(samePixels(*graph.renderFrame(small, time, 32, 24), smallFirst)) << time;
+  }
+  // Both requests' output images live side by side.
+  const auto wide = graph.renderFrame(strokes, 3.0, 64, 48), narrow = graph.renderFrame(strokes, 3.0, 32, 24);
+  EXPECT_TRUE(samePixels(*wide, bigFirst) && samePixels(*narrow, smallFirst));
+}
+
 }  // namespace
 }  // namespace tessivo::host
