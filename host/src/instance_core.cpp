@@ -76,6 +76,8 @@ InstanceCore::OutputSlot& InstanceCore::slotFor(uint32_t width, uint32_t height,
       destroyCache(*found);
       *found = OutputSlot{};
     }
+    // A new request starts from the canvas the last one left, so a resized output keeps it.
+    if (found != slot) found->cacheImage = slot->cacheImage;
     found->width = width, found->height = height, found->pixelFormat = pixelFormat;
   }
   found->lastUse = ++renders;
