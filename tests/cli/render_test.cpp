@@ -113,7 +113,7 @@ TEST_F(RenderTest, APatchEditedOnTheCommandLineRendersLikeTheChain) {
 
   const RunResult patched = run({"render", "p.json", "-i", "clip.mkv", "-o", "-"});
   const RunResult chained = run({"render", "fadr+embs", "-i", "clip.mkv", "-o", "-", "--ctrl", "Fade=ramp(t,0,0.5)",
-                                 "--set", "Effect=Stonify", "--set", "Fade Color=#00112233"});  // the panel leaves alpha 0
+                                 "--set", "Effect=Stonify", "--set", "Fade Color=#11223300"});  // the panel leaves alpha 0
   ASSERT_EQ(patched.exitCode, 0) << patched.err;
   ASSERT_EQ(chained.out.size(), size_t{kFrames} * 64 * 32 * 4);
   EXPECT_TRUE(patched.out == chained.out);
@@ -139,7 +139,7 @@ TEST_F(RenderTest, AnInterruptedRenderLeavesTheOutputAsItWas) {
     if (chdir(dir_.c_str()) != 0) _exit(126);
     const int err = open(".stderr", O_WRONLY | O_CREAT | O_TRUNC, 0644);
     dup2(err, 2);
-    execl(TESSIVO_CLI_PATH, "tessivo", "render", "kgmi+blur+embs", "-i", "long.mkv", "-o", "out.mkv", "-y",
+    execl(TESSIVO_CLI_PATH, "tessivo", "render", "kgmi+jshn+embs", "-i", "long.mkv", "-o", "out.mkv", "-y",
           static_cast<char*>(nullptr));
     _exit(127);
   }
