@@ -211,7 +211,9 @@ void addChainOptions(CLI::App& command, ChainOptions& options) {
                      "step(t,every) and noise(t,every,seed)")
       ->type_name("[WHICH:]PORT=VALUE");
   command.add_flag("--off", options.off, "Switch the modules off through their On/Off input (they copy their input)");
-  command.add_flag("--gray", options.gray, "Run in the one-byte format: grey input, 8-bit grey output");
+  command.add_flag("--gray", options.gray,
+                   "Run in the one-byte format: grey input, 8-bit grey output. A colour input becomes "
+                   "(77 R + 150 G + 29 B + 128) >> 8 of its pixels alone; the file's colour metadata is ignored");
   command.add_option("--settings", options.settingsFile, "JSON settings file to load before --set");
 }
 

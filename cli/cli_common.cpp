@@ -2,11 +2,13 @@
 #include "cli_common.h"
 
 #include <tessivo/host/error.h>
+#include <tessivo/host/image_file.h>
 #include <tessivo/host/module_discovery.h>
 #include <tessivo/host/module_notes.h>
 #include <tessivo/host/settings_store.h>
 #include <tessivo/host/user_values.h>
 
+#include <CLI/CLI.hpp>
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 
@@ -68,11 +70,13 @@ uint32_t parseModuleCode(host::Bundle& bundle, std::string_view text) {
   const std::vector<OfferedModule> offered = offeredModules(bundle);
   std::vector<std::string> codes;
   for (const OfferedModule& module : offered) {
-    // A module's name where its code belongs: say which code that is.
+    codes.push_back(host::codeToString(module.code));
+    if (codes.back() == text) return module.code;  // Blur's name is also its code
+  }
+  // A module's name where its code belongs: say which code that is.
+  for (const OfferedModule& module : offered)
     if (equalsIgnoreCase(text, module.name))
       throw UsageError(fmt::format("'{}' is a module name; its code is '{}'", text, host::codeToString(module.code)));
-    codes.push_back(host::codeToString(module.code));
-  }
   uint32_t code = 0;
   try {
     code = host::codeFromString(std::string(text));
@@ -185,6 +189,30 @@ std::string oneLine(std::string_view message) {
   }
   while (!line.empty() && (line.back() == ' ' || line.back() == ';')) line.pop_back();
   return line;
+}
+
+void addStillOutputOptions(CLI::App& command, StillOutputOptions& options) {
+  command.add_option("--format", options.format,
+                     "Output format: png, jpeg (jpg), tiff (tif), webp, exr or bmp (default: from OUT's extension; "
+                     "png for - and names without one)");
+  command.add_option("--png-level", options.pngLevel, "PNG compression level, 0 (fastest) to 9 (smallest)")
+      ->check(CLI::Range(0, 9))
+      ->capture_default_str();
+  command.add_option("--quality", options.quality, "JPEG and WebP quality, 1 to 100")
+      ->check(CLI::Range(1, 100))
+      ->capture_default_str();
+  command.add_flag("--force", options.force, "Replace OUT even if it is a read-only file");
+}
+
+host::ImageWriteOptions imageWriteOptions(const StillOutputOptions& options, bool keepAlpha) {
+  host::ImageWriteOptions write;
+  write.format = options.format;
+  write.pngLevel = options.pngLevel;
+  write.quality = options.quality;
+  write.keepAlpha = keepAlpha;
+  write.replaceReadOnly = options.force;
+  write.readOnlyHint = "; pass --force to replace it";
+  return write;
 }
 
 }  // namespace tessivo::cli

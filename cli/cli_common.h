@@ -16,6 +16,7 @@
 
 namespace tessivo::host {
 class SettingsStore;
+struct ImageWriteOptions;
 }
 
 namespace CLI {
@@ -96,6 +97,17 @@ std::pair<std::string, std::string> splitModulePrefix(std::string_view text);
 
 // Makes any message fit on one line.
 std::string oneLine(std::string_view message);
+
+// How a still is written: format, compression and permission to replace a read-only file.
+struct StillOutputOptions {
+  std::string format;  // empty: from OUT's extension (PNG for - and names without one)
+  int pngLevel = 2;
+  int quality = 90;
+  bool force = false;
+};
+void addStillOutputOptions(CLI::App& command, StillOutputOptions& options);
+// keepAlpha false: an all-opaque image is written as RGB (the input had no alpha).
+host::ImageWriteOptions imageWriteOptions(const StillOutputOptions& options, bool keepAlpha);
 
 // Subcommand registration; each lives in its own file.
 void addListCommand(CLI::App& app, GlobalOptions& options);

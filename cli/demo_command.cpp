@@ -75,7 +75,7 @@ fs::path freshFolder() {
 void writeNew(const fs::path& path, const host::Image& image) {
   std::error_code error;
   if (fs::exists(path, error)) throw CliError(fmt::format("{} already exists; choose another --out", path.string()));
-  host::writePng(path, image);
+  host::writeImage(path, image);
 }
 
 // The contact sheet as a clip: every tile rendered again at each frame's time,

@@ -6,7 +6,7 @@ set -euo pipefail
 packages=(
   build-essential cmake ninja-build pkg-config
   libgtest-dev libgmock-dev libbenchmark-dev
-  libpng-dev nlohmann-json3-dev libcli11-dev libfmt-dev
+  libpng-dev libopenimageio-dev nlohmann-json3-dev libcli11-dev libfmt-dev
   libopencv-core-dev libopencv-imgproc-dev
   frei0r-plugins-dev ffmpeg melt gstreamer1.0-tools gstreamer1.0-plugins-base gstreamer1.0-plugins-good
   gstreamer1.0-plugins-bad

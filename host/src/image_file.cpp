@@ -1,190 +1,258 @@
-// PNG reading and writing with libpng. libpng reports errors by longjmp, so
-// every libpng call sits in a small function that holds only plain data; the
-// images and buffers it fills are created by its callers.
+// Still images through OpenImageIO, always from or to memory: the bytes come
+// from readInputFile and go to writeOutputFile, so pipes, FIFOs, devices and
+// atomic replacement work the same for every format.
 #include "tessivo/host/image_file.h"
 
-#include <png.h>
+#include <OpenImageIO/filesystem.h>
+#include <OpenImageIO/imageio.h>
 
-#include <csetjmp>
-#include <cstdio>
+#include <algorithm>
 #include <cstring>
-#include <memory>
-#include <string>
+#include <map>
+#include <mutex>
 #include <vector>
 
-#include "atomic_file.h"
+#include <fcntl.h>
+#include <unistd.h>
+
 #include "tessivo/host/error.h"
 #include "tessivo/host/image_ops.h"
-#include "tessivo/host/image.h"
+#include "tessivo/host/input_file.h"
+#include "tessivo/host/output_file.h"
 
 namespace tessivo::host {
 
 namespace {
 
-struct PngProblem {
-  char message[256] = "";
-};
-
-void recordError(png_structp png, png_const_charp message) {
-  auto *problem = static_cast<PngProblem *>(png_get_error_ptr(png));
-  std::snprintf(problem->message, sizeof problem->message, "%s", message != nullptr ? message : "unknown error");
-  png_longjmp(png, 1);
+// The library's own worker threads are not wanted: one still at a time.
+void configureLibrary() {
+  static std::once_flag once;
+  std::call_once(once, [] { OIIO::attribute("threads", 1); });
 }
 
-void ignoreWarning(png_structp, png_const_charp) {}
-
-struct ReadState {
-  png_structp png = nullptr;
-  png_infop info = nullptr;
-  PngProblem problem;
-  png_uint_32 width = 0, height = 0;
-  int channels = 0;
-};
-
-// Reads the header and sets the transforms that give 8-bit RGBA rows.
-bool readHeader(ReadState &state, std::FILE *file) {
-  if (setjmp(png_jmpbuf(state.png))) return false;
-  png_init_io(state.png, file);
-  png_set_user_limits(state.png, kMaxPngSide, kMaxPngSide);
-  png_read_info(state.png, state.info);
-  state.width = png_get_image_width(state.png, state.info);
-  state.height = png_get_image_height(state.png, state.info);
-  png_set_expand(state.png);
-  png_set_strip_16(state.png);
-  png_set_gray_to_rgb(state.png);
-  png_set_add_alpha(state.png, 0xFF, PNG_FILLER_AFTER);
-  png_set_interlace_handling(state.png);
-  png_read_update_info(state.png, state.info);
-  state.channels = png_get_channels(state.png, state.info);
-  return true;
-}
-
-bool readRows(ReadState &state, png_bytepp rows) {
-  if (setjmp(png_jmpbuf(state.png))) return false;
-  png_read_image(state.png, rows);
-  png_read_end(state.png, nullptr);
-  return true;
-}
-
-struct WriteState {
-  png_structp png = nullptr;
-  png_infop info = nullptr;
-  PngProblem problem;
-  std::vector<unsigned char> *bytes = nullptr;
-};
-
-void appendBytes(png_structp png, png_bytep data, png_size_t length) {
-  auto *state = static_cast<WriteState *>(png_get_io_ptr(png));
-  try {
-    state->bytes->insert(state->bytes->end(), data, data + length);
-  } catch (...) {
-    png_error(png, "out of memory");
+// The PNG decoder prints libpng's complaints on stderr, beside the error the
+// library hands back; the error is reported once, through the exception.
+class QuietStderr {
+ public:
+  QuietStderr() : saved_(::dup(STDERR_FILENO)) {
+    const int null = ::open("/dev/null", O_WRONLY | O_CLOEXEC);
+    if (saved_ >= 0 && null >= 0) ::dup2(null, STDERR_FILENO);
+    if (null >= 0) ::close(null);
   }
-}
-
-void flushNothing(png_structp) {}
-
-// Encodes the image; scratch holds one RGBA row for ARGB images.
-bool encode(WriteState &state, const Image &image, unsigned char *scratch) {
-  if (setjmp(png_jmpbuf(state.png))) return false;
-  png_set_write_fn(state.png, &state, appendBytes, flushNothing);
-  const bool argb = image.pixelFormat() == kARGB32;
-  png_set_IHDR(state.png, state.info, image.width(), image.height(), 8,
-               argb ? PNG_COLOR_TYPE_RGB_ALPHA : PNG_COLOR_TYPE_GRAY, PNG_INTERLACE_NONE,
-               PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
-  png_write_info(state.png, state.info);
-  for (std::uint32_t y = 0; y < image.height(); ++y) {
-    const unsigned char *row = image.row(y);
-    if (argb) {
-      for (std::uint32_t x = 0; x < image.width(); ++x) {
-        std::uint32_t word;
-        std::memcpy(&word, row + 4 * std::size_t{x}, 4);
-        scratch[4 * x + 0] = static_cast<unsigned char>(word >> 16);
-        scratch[4 * x + 1] = static_cast<unsigned char>(word >> 8);
-        scratch[4 * x + 2] = static_cast<unsigned char>(word);
-        scratch[4 * x + 3] = static_cast<unsigned char>(word >> 24);
-      }
-      row = scratch;
-    }
-    png_write_row(state.png, row);
+  ~QuietStderr() {
+    if (saved_ < 0) return;
+    ::dup2(saved_, STDERR_FILENO);
+    ::close(saved_);
   }
-  png_write_end(state.png, nullptr);
-  return true;
+  QuietStderr(const QuietStderr &) = delete;
+  QuietStderr &operator=(const QuietStderr &) = delete;
+
+ private:
+  int saved_;
+};
+
+const char *displayName(const std::string &format) {
+  static const std::map<std::string, const char *> names = {
+      {"png", "PNG"}, {"jpeg", "JPEG"}, {"tiff", "TIFF"}, {"webp", "WebP"}, {"openexr", "OpenEXR"},
+      {"bmp", "BMP"}, {"gif", "GIF"},   {"pnm", "PNM"},   {"targa", "TGA"}};
+  const auto found = names.find(format);
+  return found != names.end() ? found->second : format.c_str();
 }
 
-using FileHandle = std::unique_ptr<std::FILE, decltype(&std::fclose)>;
+// The library's error text on one line.
+std::string libraryError(const std::string &text) {
+  std::string line;
+  std::size_t start = 0;
+  while (start <= text.size()) {
+    std::size_t end = text.find('\n', start);
+    if (end == std::string::npos) end = text.size();
+    if (end > start) line += (line.empty() ? "" : "; ") + text.substr(start, end - start);
+    start = end + 1;
+  }
+  return line.empty() ? "no detail given" : line;
+}
+
+// Formats named by their signature, so a misnamed file still reads.
+std::string formatFromBytes(std::string_view bytes) {
+  const auto startsWith = [&](std::string_view magic) { return bytes.substr(0, magic.size()) == magic; };
+  using namespace std::string_view_literals;
+  if (startsWith("\x89PNG\r\n\x1a\n"sv)) return "png";
+  if (startsWith("\xFF\xD8\xFF"sv)) return "jpeg";
+  if (startsWith("II*\0"sv) || startsWith("MM\0*"sv) || startsWith("II+\0"sv) || startsWith("MM\0+"sv)) return "tiff";
+  if (startsWith("RIFF"sv) && bytes.size() >= 12 && bytes.substr(8, 4) == "WEBP"sv) return "webp";
+  if (startsWith("\x76\x2f\x31\x01"sv)) return "openexr";
+  if (startsWith("BM"sv)) return "bmp";
+  if (startsWith("GIF87a"sv) || startsWith("GIF89a"sv)) return "gif";
+  if (bytes.size() >= 2 && bytes[0] == 'P' && bytes[1] >= '1' && bytes[1] <= '6') return "pnm";
+  return "";
+}
+
+std::string lowerExtension(const std::filesystem::path &path) {
+  std::string extension = path.extension().string();
+  if (!extension.empty()) extension.erase(0, 1);
+  std::transform(extension.begin(), extension.end(), extension.begin(),
+                 [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+  return extension;
+}
+
+// Names and extensions of the formats this build writes, to the library's format names.
+const std::map<std::string, std::string> &writableFormats() {
+  static const std::map<std::string, std::string> formats = {
+      {"png", "png"},   {"jpg", "jpeg"},  {"jpeg", "jpeg"},   {"jpe", "jpeg"},    {"tif", "tiff"}, {"tiff", "tiff"},
+      {"webp", "webp"}, {"exr", "openexr"}, {"openexr", "openexr"}, {"bmp", "bmp"}};
+  return formats;
+}
+
+constexpr const char *kReadableFormats = "PNG, JPEG, TIFF, WebP, OpenEXR, BMP, GIF, PNM, TGA";
+constexpr const char *kWritableFormats = "png, jpeg (jpg), tiff (tif), webp, exr, bmp";
 
 }  // namespace
 
-Image readPng(const std::filesystem::path &path, PngTarget target) {
-  // Grey comes from the pixels alone, by the host's one luma formula, never
-  // from the file's colour metadata, so every input reaches grey the same way.
-  if (target == PngTarget::Grey) return convert(readPng(path, PngTarget::Argb), kGrey8);
-  const std::string name = path.string();
-  FileHandle file(std::fopen(name.c_str(), "rb"), &std::fclose);
-  if (!file) throw HostError(name + ": cannot open: " + std::strerror(errno));
-  unsigned char signature[8] = {};
-  if (std::fread(signature, 1, sizeof signature, file.get()) != sizeof signature ||
-      png_sig_cmp(signature, 0, sizeof signature) != 0)
-    throw HostError(name + ": not a PNG file");
-
-  ReadState state;
-  state.png = png_create_read_struct(PNG_LIBPNG_VER_STRING, &state.problem, recordError, ignoreWarning);
-  if (state.png != nullptr) state.info = png_create_info_struct(state.png);
-  struct Cleanup {
-    ReadState &state;
-    ~Cleanup() { png_destroy_read_struct(&state.png, state.info != nullptr ? &state.info : nullptr, nullptr); }
-  } cleanup{state};
-  if (state.info == nullptr) throw HostError(name + ": out of memory");
-  png_set_sig_bytes(state.png, sizeof signature);
-
-  if (!readHeader(state, file.get()))
-    throw HostError(name + ": corrupt PNG header (" + state.problem.message + ")");
-  if (state.width == 0 || state.height == 0 || state.width > kMaxPngSide || state.height > kMaxPngSide ||
-      std::uint64_t{state.width} * state.height > kMaxPngPixels)
-    throw HostError(name + ": image size " + std::to_string(state.width) + "x" + std::to_string(state.height) +
-                    " is not accepted");
-  if (state.channels != 4) throw HostError(name + ": unsupported PNG layout");
-
-  Image image(state.width, state.height, kARGB32);
-  std::vector<png_bytep> rows(state.height);
-  for (std::uint32_t y = 0; y < state.height; ++y) rows[y] = image.mutableRow(y);
-  if (!readRows(state, rows.data()))
-    throw HostError(name + ": truncated or corrupt PNG data (" + state.problem.message + ")");
-
-  for (std::uint32_t y = 0; y < state.height; ++y) {
-    unsigned char *row = rows[y];
-    for (std::uint32_t x = 0; x < state.width; ++x) {
-      unsigned char *pixel = row + 4 * std::size_t{x};
-      const std::uint32_t word = std::uint32_t{pixel[3]} << 24 | std::uint32_t{pixel[0]} << 16 |
-                                 std::uint32_t{pixel[1]} << 8 | pixel[2];
-      std::memcpy(pixel, &word, 4);
-    }
+bool hasTranslucentPixel(const Image &image) {
+  if (image.pixelFormat() != kARGB32) return false;
+  for (std::uint32_t y = 0; y < image.height(); ++y) {
+    for (std::uint32_t x = 0; x < image.width(); ++x)
+      if (image.pixel(x, y) >> 24 != 0xFF) return true;
   }
-  image.touch();
-  return image;
+  return false;
 }
 
-void writePng(const std::filesystem::path &path, const Image &image) {
-  const std::string name = path.string();
-  if (image.empty()) throw HostError("cannot write " + name + ": the image is empty");
-  if (image.pixelFormat() != kARGB32 && image.pixelFormat() != kGrey8)
-    throw HostError("cannot write " + name + ": unsupported pixel format " + std::to_string(image.pixelFormat()));
+ImageFile decodeImage(std::string_view bytes, const std::string &name, ImageTarget target) {
+  configureLibrary();
+  std::string format = formatFromBytes(bytes);
+  if (format.empty() && (lowerExtension(name) == "tga" || lowerExtension(name) == "tpic")) format = "targa";
+  if (format.empty())
+    throw HostError(name + (bytes.empty() ? ": empty file" : ": not an image this build reads") + " (it reads " +
+                    kReadableFormats + ")");
 
+  OIIO::Filesystem::IOMemReader proxy(bytes.data(), bytes.size());
+  auto input = OIIO::ImageInput::create(format);
+  if (!input) throw HostError(name + ": " + displayName(format) + " images are not supported by this build");
+  OIIO::ImageSpec config;
+  config.attribute("oiio:UnassociatedAlpha", 1);  // the stored values, not premultiplied ones
+  void *proxyPointer = &proxy;
+  config.attribute("oiio:ioproxy", OIIO::TypeDesc::PTR, &proxyPointer);
+  const QuietStderr quiet;
+  OIIO::ImageSpec spec;
+  if (!input->open(name, spec, config))
+    throw HostError(name + ": corrupt " + displayName(format) + " header (" + libraryError(input->geterror()) + ")");
+
+  if (spec.width <= 0 || spec.height <= 0 || spec.depth > 1 || spec.width > static_cast<int>(kMaxImageSide) ||
+      spec.height > static_cast<int>(kMaxImageSide) ||
+      std::uint64_t{paddedRowBytes(static_cast<std::uint32_t>(spec.width), kARGB32)} * std::uint64_t(spec.height) >
+          kMaxImageBytes)
+    throw HostError(name + ": image size " + std::to_string(spec.width) + "x" + std::to_string(spec.height) +
+                    (spec.depth > 1 ? "x" + std::to_string(spec.depth) : "") + " is not accepted (at most " +
+                    std::to_string(kMaxImageSide) + " a side and " + std::to_string(kMaxImageBytes >> 20) +
+                    " MiB of pixels)");
+  if (spec.nchannels <= 0) throw HostError(name + ": the image has no channels");
+
+  const int channels = std::min(spec.nchannels, 4);
+  int alpha = spec.alpha_channel >= 0 && spec.alpha_channel < channels ? spec.alpha_channel : -1;
+  if (alpha < 0 && (channels == 2 || channels == 4) && spec.nchannels == channels) alpha = channels - 1;
+  const int colour = alpha >= 0 ? channels - 1 : channels;  // 1 grey, 3 (or more) RGB
+  const std::size_t width = static_cast<std::size_t>(spec.width);
+  std::vector<std::uint8_t> samples(width * static_cast<std::size_t>(spec.height) * static_cast<std::size_t>(channels));
+  if (!input->read_image(0, 0, 0, channels, OIIO::TypeDesc::UINT8, samples.data()))
+    throw HostError(name + ": truncated or corrupt " + displayName(format) + " data (" + libraryError(input->geterror()) + ")");
+  input->close();
+
+  ImageFile file{Image(static_cast<std::uint32_t>(spec.width), static_cast<std::uint32_t>(spec.height), kARGB32),
+                 alpha >= 0, format};
+  for (std::uint32_t y = 0; y < file.image.height(); ++y) {
+    const std::uint8_t *in = samples.data() + std::size_t{y} * width * static_cast<std::size_t>(channels);
+    std::uint8_t *out = file.image.mutableRow(y);
+    for (std::size_t x = 0; x < width; ++x, in += channels) {
+      const std::uint32_t r = in[0], g = in[colour >= 3 ? 1 : 0], b = in[colour >= 3 ? 2 : 0];
+      const std::uint32_t a = alpha >= 0 ? in[alpha] : 0xFF;
+      const std::uint32_t word = a << 24 | r << 16 | g << 8 | b;
+      std::memcpy(out + 4 * x, &word, 4);
+    }
+  }
+  file.image.touch();
+  // Grey comes from the pixels alone, by the host's one luma formula, never
+  // from the file's colour metadata, so every input reaches grey the same way.
+  if (target == ImageTarget::Grey) file.image = convert(file.image, kGrey8);
+  return file;
+}
+
+ImageFile readImageFile(const std::filesystem::path &path, ImageTarget target) {
+  return decodeImage(readInputFile(path, kMaxImageFileBytes, "an image"), inputName(path), target);
+}
+
+Image readImage(const std::filesystem::path &path, ImageTarget target) { return readImageFile(path, target).image; }
+
+std::string imageFormatFor(const std::filesystem::path &path, const std::string &explicitFormat) {
+  std::string wanted = explicitFormat;
+  std::transform(wanted.begin(), wanted.end(), wanted.begin(), [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+  if (wanted.empty()) {
+    wanted = lowerExtension(path);
+    if (wanted.empty()) return "png";  // "-", FIFOs and devices without a name that tells
+    if (const auto found = writableFormats().find(wanted); found != writableFormats().end()) return found->second;
+    throw HostError("cannot tell an image format from the extension of " + outputName(path) +
+                    " (known: " + kWritableFormats + "); choose one with --format");
+  }
+  if (const auto found = writableFormats().find(wanted); found != writableFormats().end()) return found->second;
+  throw HostError("unknown image format \"" + explicitFormat + "\" (known: " + kWritableFormats + ")");
+}
+
+bool formatKeepsAlpha(const std::string &format) { return format != "jpeg"; }
+
+std::string encodeImage(const Image &image, const std::string &format, const ImageWriteOptions &options) {
+  configureLibrary();
+  if (image.empty()) throw HostError("the image is empty");
+  const bool argb = image.pixelFormat() == kARGB32;
+  if (!argb && image.pixelFormat() != kGrey8)
+    throw HostError("unsupported pixel format " + std::to_string(image.pixelFormat()));
+  const bool alpha = argb && formatKeepsAlpha(format) && (options.keepAlpha || hasTranslucentPixel(image));
+  const int channels = argb ? (alpha ? 4 : 3) : 1;
+
+  const std::size_t width = image.width();
+  std::vector<std::uint8_t> samples(width * image.height() * static_cast<std::size_t>(channels));
+  for (std::uint32_t y = 0; y < image.height(); ++y) {
+    const std::uint8_t *in = image.row(y);
+    std::uint8_t *out = samples.data() + std::size_t{y} * width * static_cast<std::size_t>(channels);
+    if (!argb) {
+      std::memcpy(out, in, width);
+      continue;
+    }
+    for (std::size_t x = 0; x < width; ++x, out += channels) {
+      std::uint32_t word;
+      std::memcpy(&word, in + 4 * x, 4);
+      out[0] = static_cast<std::uint8_t>(word >> 16);
+      out[1] = static_cast<std::uint8_t>(word >> 8);
+      out[2] = static_cast<std::uint8_t>(word);
+      if (alpha) out[3] = static_cast<std::uint8_t>(word >> 24);
+    }
+  }
+
+  auto output = OIIO::ImageOutput::create(format);
+  if (!output) throw HostError(format + " images are not supported by this build");
+  OIIO::ImageSpec spec(static_cast<int>(image.width()), static_cast<int>(image.height()), channels,
+                       format == "openexr" ? OIIO::TypeDesc::HALF : OIIO::TypeDesc::UINT8);
+  spec.attribute("oiio:UnassociatedAlpha", 1);
+  spec.attribute("png:compressionLevel", std::clamp(options.pngLevel, 0, 9));
+  if (format == "jpeg" || format == "webp")
+    spec.attribute("compression", format + ":" + std::to_string(std::clamp(options.quality, 1, 100)));
   std::vector<unsigned char> bytes;
-  std::vector<unsigned char> scratch(image.pixelFormat() == kARGB32 ? std::size_t{image.width()} * 4 : 0);
-  WriteState state;
-  state.bytes = &bytes;
-  state.png = png_create_write_struct(PNG_LIBPNG_VER_STRING, &state.problem, recordError, ignoreWarning);
-  if (state.png != nullptr) state.info = png_create_info_struct(state.png);
-  struct Cleanup {
-    WriteState &state;
-    ~Cleanup() { png_destroy_write_struct(&state.png, state.info != nullptr ? &state.info : nullptr); }
-  } cleanup{state};
-  if (state.info == nullptr) throw HostError("cannot write " + name + ": out of memory");
-  if (!encode(state, image, scratch.data()))
-    throw HostError("cannot write " + name + ": " + state.problem.message);
-  writeFileAtomically(path, std::string_view(reinterpret_cast<const char *>(bytes.data()), bytes.size()));
+  OIIO::Filesystem::IOVecOutput proxy(bytes);
+  void *proxyPointer = &proxy;
+  spec.attribute("oiio:ioproxy", OIIO::TypeDesc::PTR, &proxyPointer);
+  if (!output->open("image." + format, spec) || !output->write_image(OIIO::TypeDesc::UINT8, samples.data()) ||
+      !output->close())
+    throw HostError(libraryError(output->geterror()));
+  return std::string(bytes.begin(), bytes.end());
+}
+
+void writeImage(const std::filesystem::path &path, const Image &image, const ImageWriteOptions &options) {
+  const std::string format = imageFormatFor(path, options.format);
+  std::string bytes;
+  try {
+    bytes = encodeImage(image, format, options);
+  } catch (const HostError &error) {
+    throw HostError("cannot write " + outputName(path) + ": " + error.what());
+  }
+  writeOutputFile(path, bytes, {options.replaceReadOnly, options.readOnlyHint});
 }
 
 }  // namespace tessivo::host

@@ -1,7 +1,7 @@
 // The patch model and its JSON form.
 #include "tessivo/host/patch.h"
 
-#include "atomic_file.h"
+#include "tessivo/host/output_file.h"
 #include "settings_store_internal.h"
 #include "tessivo/host/error.h"
 
@@ -321,7 +321,7 @@ json patchToJson(const Patch& patch) {
 Patch patchFromJson(const json& document, std::string_view source) { return Reader(source).read(document); }
 
 void savePatch(const Patch& patch, const std::filesystem::path& path) {
-  writeFileAtomically(path, patchToJson(patch).dump(2) + "\n");
+  writeOutputFile(path, patchToJson(patch).dump(2) + "\n");
 }
 
 Patch loadPatch(const std::filesystem::path& path) {

@@ -81,7 +81,7 @@ PatchGraph buildPatchGraph(Graph& graph, const Patch& patch, const std::filesyst
       case PatchNodeKind::TestScene: id = graph.addTestScene(); break;
       case PatchNodeKind::Still:
         try {
-          id = graph.addStill(readPng(folder / node.path));
+          id = graph.addStill(readImage(folder / node.path));
         } catch (const HostError& error) {
           throw fail(node, "path", fmt::format("expected a readable PNG: {}", error.what()));
         }

@@ -9,7 +9,8 @@
 #include <stdexcept>
 
 #include "tessivo/host/error.h"
-#include "atomic_file.h"
+#include "tessivo/host/input_file.h"
+#include "tessivo/host/output_file.h"
 #include "settings_store_internal.h"
 #include "value_text.h"
 
@@ -21,7 +22,6 @@ using nlohmann::json;
 
 constexpr std::string_view kFormat = "tessivo-settings";
 constexpr int kVersion = 1;
-constexpr std::uintmax_t kMaxFileBytes = 64u << 20;
 
 // Doubles that JSON cannot hold are written as these strings.
 json doubleToJson(double value) {
@@ -225,20 +225,22 @@ nlohmann::json SettingsStore::toJson() const {
 }
 
 void SettingsStore::saveFile(const std::filesystem::path &path) const {
-  writeFileAtomically(path, toJson().dump(2) + "\n");
+  writeOutputFile(path, toJson().dump(2) + "\n");
 }
 
 nlohmann::json readJsonFile(const std::filesystem::path &path, const std::string &source, std::string_view what) {
-  std::ifstream file(path, std::ios::binary);
-  if (!file) throw HostError(source + ": cannot open: " + std::strerror(errno));
-  std::error_code error;
-  const auto size = std::filesystem::file_size(path, error);
-  if (!error && size > kMaxFileBytes) throw HostError(source + ": too large to be " + std::string(what));
-  std::ostringstream contents;
-  contents << file.rdbuf();
-  if (file.bad()) throw HostError(source + ": read error");
+  std::string contents;
   try {
-    return json::parse(contents.str());
+    contents = readInputFile(path, kMaxTextFileBytes, std::string(what));
+  } catch (const HostError &error) {
+    // readInputFile names the path; the caller's source name ("settings file x") replaces it.
+    std::string message = error.what();
+    const std::string name = inputName(path);
+    if (message.rfind(name + ": ", 0) == 0) message.erase(0, name.size() + 2);
+    throw HostError(source + ": " + message);
+  }
+  try {
+    return json::parse(contents);
   } catch (const json::parse_error &e) {
     std::string message = e.what();
     if (const auto bracket = message.find("] "); bracket != std::string::npos) message.erase(0, bracket + 2);

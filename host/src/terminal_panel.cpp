@@ -51,7 +51,18 @@ std::optional<std::string> TerminalPanel::nextLine() {
   if (readLine_) return readLine_("> ");
   out_ << "> " << std::flush;
   std::string line;
-  if (!std::getline(in_, line)) return std::nullopt;
+  for (int c = in_.get(); c != '\n'; c = in_.get()) {
+    if (c == std::char_traits<char>::eof()) {
+      if (line.empty()) return std::nullopt;
+      break;
+    }
+    if (line.size() == kMaxPanelLine) {
+      // Not typed by a person (endless input without newlines): stop reading.
+      out_ << "\nA line longer than " << kMaxPanelLine << " characters: the input is not read further.\n";
+      return std::nullopt;
+    }
+    line += static_cast<char>(c);
+  }
   return line;
 }
 

@@ -13,13 +13,13 @@ class ApplyTest : public CliTest {
  protected:
   void SetUp() override {
     CliTest::SetUp();
-    host::writePng(path("in.png"), input_);
+    host::writeImage(path("in.png"), input_);
   }
-  host::Image applied(std::vector<std::string> args, host::PngTarget target = host::PngTarget::Argb) {
+  host::Image applied(std::vector<std::string> args, host::ImageTarget target = host::ImageTarget::Argb) {
     args.insert(args.begin(), {"apply", "fadr", "in.png", "out.png"});
     const RunResult result = run(args);
     EXPECT_TRUE(result.exitCode == 0 && result.err.empty()) << result.err;
-    return host::readPng(path("out.png"), target);
+    return host::readImage(path("out.png"), target);
   }
   // Every pixel of `out` is `want(input pixel)`.
   template <class F>
@@ -54,8 +54,13 @@ TEST_F(ApplyTest, AChainAddressesItsSecondModule) {
     const RunResult result = run({"apply", "fadr+fadr", "in.png", "out.png", "--ctrl", "1:Fade=0", "--ctrl",
                                   std::string(which) + ":Fade=1", "--set", std::string(which) + ":Fade Color=#102030"});
     ASSERT_EQ(result.exitCode, 0) << result.err;
-    expectEveryPixel(host::readPng(path("out.png")), [](uint32_t) { return 0xFF102030u; });
+    expectEveryPixel(host::readImage(path("out.png")), [](uint32_t) { return 0xFF102030u; });
   }
+  // Blur's code is also its name: it is read as the code.
+  const RunResult blur = run({"apply", "blur+fadr", "in.png", "out.png", "--ctrl", "Fade=1", "--set",
+                              "Fade Color=#102030"});
+  ASSERT_EQ(blur.exitCode, 0) << blur.err;
+  expectEveryPixel(host::readImage(path("out.png")), [](uint32_t) { return 0xFF102030u; });
 }
 
 // A value outside the documented range is passed on (Fader wraps) with one warning naming the range.
@@ -80,16 +85,63 @@ TEST_F(ApplyTest, ControlsOutsideTheirRangeWarnOnce) {
   }
   // Passed on as it is: towards transparent black, amount 2 wraps every channel to (256 - s) & 255, not to 0.
   ASSERT_EQ(run({"apply", "fadr", "in.png", "out.png", "--ctrl", "Fade=2"}).exitCode, 0);
-  expectEveryPixel(host::readPng(path("out.png")), [](uint32_t s) {
+  expectEveryPixel(host::readImage(path("out.png")), [](uint32_t s) {
     uint32_t wrapped = 0;
     for (int shift = 0; shift < 32; shift += 8) wrapped |= ((256 - ((s >> shift) & 0xFF)) & 0xFF) << shift;
     return wrapped;
   });
 }
 
+// Between two other programs in a pipe, a still keeps its pixels; an opaque
+// input stays RGB, the output format follows --format or the name.
+TEST_F(ApplyTest, PipesAndFormatsKeepThePixels) {
+  host::Image opaque = input_;
+  for (uint32_t y = 0; y < opaque.height(); ++y)
+    for (uint32_t x = 0; x < opaque.width(); ++x) opaque.setPixel(x, y, opaque.pixel(x, y) | 0xFF000000u);
+  host::ImageWriteOptions rgb;
+  rgb.keepAlpha = false;
+  host::writeImage(path("rgb.png"), opaque, rgb);
+  const std::string command = "cd " + shellQuote(path("").string()) + " && cat rgb.png | " +
+                              shellQuote(TESSIVO_CLI_PATH) + " apply fadr - - --ctrl Fade=0 | cat > piped.png";
+  ASSERT_EQ(std::system(command.c_str()), 0);
+  const host::ImageFile piped = host::readImageFile(path("piped.png"));
+  EXPECT_TRUE(host::samePixels(piped.image, opaque) && !piped.hasAlpha && piped.format == "png");
+
+  // Half a fade makes the result translucent: then alpha is written after all.
+  const RunResult faded = run({"apply", "fadr", "-", "-", "--ctrl", "Fade=0.5", "--format", "tiff"},
+                              readText(path("rgb.png")));
+  ASSERT_EQ(faded.exitCode, 0) << faded.err;
+  const host::ImageFile tiff = host::decodeImage(faded.out, "standard output");
+  EXPECT_TRUE(tiff.format == "tiff" && tiff.hasAlpha);
+  EXPECT_EQ(tiff.image.pixel(4, 4), (opaque.pixel(4, 4) >> 1) & 0x7F7F7F7Fu);
+
+  for (const char* name : {"out.tif", "out.bmp", "out.exr"}) {
+    ASSERT_EQ(run({"apply", "fadr", "rgb.png", name, "--ctrl", "Fade=0"}).exitCode, 0) << name;
+    EXPECT_TRUE(host::samePixels(host::readImage(path(name)), opaque)) << name;
+  }
+  for (const char* name : {"out.jpg", "out.webp"}) {  // lossy: the format is checked
+    ASSERT_EQ(run({"apply", "fadr", "rgb.png", name, "--ctrl", "Fade=0"}).err, "") << name;  // opaque: nothing dropped
+    EXPECT_EQ(host::readImageFile(path(name)).format, std::string(name) == "out.jpg" ? "jpeg" : "webp");
+  }
+}
+
+TEST_F(ApplyTest, ReadOnlyOutputsAreReplacedOnlyWithForce) {
+  host::writeImage(path("out.png"), host::Image(2, 2, host::kARGB32));
+  std::filesystem::permissions(path("out.png"), std::filesystem::perms::owner_read | std::filesystem::perms::group_read);
+  const std::string before = readText(path("out.png"));
+  const RunResult refused = run({"apply", "fadr", "in.png", "out.png"});
+  EXPECT_TRUE(refused.oneLineError() && refused.exitCode == 1) << refused.err;
+  EXPECT_NE(refused.err.find("read-only; pass --force"), std::string::npos) << refused.err;
+  EXPECT_EQ(readText(path("out.png")), before);
+  ASSERT_EQ(run({"apply", "fadr", "in.png", "out.png", "--force", "--ctrl", "Fade=0"}).exitCode, 0);
+  EXPECT_TRUE(host::samePixels(host::readImage(path("out.png")), input_));
+  EXPECT_EQ(std::filesystem::status(path("out.png")).permissions(),
+            std::filesystem::perms::owner_read | std::filesystem::perms::group_read);
+}
+
 TEST_F(ApplyTest, GrayWritesAGreyPngAndChainsRunEachModule) {
   // Fader's grey of 0xFF00FF00 is 63 (the green term keeps only eight bits).
-  const host::Image grey = applied({"--gray", "--ctrl", "Fade=1", "--set", "Fade Color=#00ff00ff"}, host::PngTarget::Grey);
+  const host::Image grey = applied({"--gray", "--ctrl", "Fade=1", "--set", "Fade Color=#00ff00ff"}, host::ImageTarget::Grey);
   const std::string bytes = readText(path("out.png"));
   ASSERT_GT(bytes.size(), 26u);
   EXPECT_TRUE(bytes[24] == 8 && bytes[25] == 0);  // IHDR: 8 bits, colour type grey
@@ -98,7 +150,7 @@ TEST_F(ApplyTest, GrayWritesAGreyPngAndChainsRunEachModule) {
   // Half a fade towards transparent black halves every channel; twice quarters it.
   const RunResult chain = run({"apply", "fadr+fadr", "in.png", "out.png", "--ctrl", "Fade=0.5"});
   ASSERT_EQ(chain.exitCode, 0) << chain.err;
-  expectEveryPixel(host::readPng(path("out.png")), [](uint32_t s) { return (s >> 2) & 0x3F3F3F3Fu; });
+  expectEveryPixel(host::readImage(path("out.png")), [](uint32_t s) { return (s >> 2) & 0x3F3F3F3Fu; });
 }
 
 TEST_F(ApplyTest, SettingsFileIsLoadedBeforeSetAndTheInputIsNeverOverwritten) {

@@ -19,7 +19,7 @@ class BadInputTest : public CliTest, public ::testing::WithParamInterface<BadCas
  protected:
   void SetUp() override {
     CliTest::SetUp();
-    host::writePng(path("in.png"), patterned(16, 9));
+    host::writeImage(path("in.png"), patterned(16, 9));
     const std::string png = readText(path("in.png"));
     std::ofstream(path("truncated.png"), std::ios::binary) << png.substr(0, png.size() / 2);
     std::ofstream(path("noise.png"), std::ios::binary) << "\x89PNG\r\n\x1a\n" + std::string(200, '\x5a');
@@ -47,6 +47,7 @@ INSTANTIATE_TEST_SUITE_P(
     Cli, BadInputTest,
     ::testing::Values(
         BadCase{"UnknownCode", {"apply", "zzzz", "in.png", "out.png"}, "dfsn (Diffusion, not listed)", 2},
+        BadCase{"ModuleNameForCode", {"apply", "Fader", "in.png", "out.png"}, "'Fader' is a module name; its code is 'fadr'", 2},
         BadCase{"MistypedCode", {"apply", "fadrr", "in.png", "out.png"}, "(did you mean \"fadr\"?)", 2},
         BadCase{"MissingChain", {"apply", "in.png", "out.png"}, "the module chain is missing", 2},
         BadCase{"UnknownKey", {"apply", "fadr", "in.png", "out.png", "--set", "Fade Colour=1"},
@@ -71,6 +72,13 @@ INSTANTIATE_TEST_SUITE_P(
                 "settings file huge.json: a number is too large to be held"},
         BadCase{"NegativeDemoSize", {"demo", "--size", "-4294967295x10"}, "expected WxH", 2},
         BadCase{"PanelFolderMissing", {"panel", "fadr", "--settings", "nowhere/s.json"}, "does not exist"},
+        BadCase{"FolderAsInput", {"apply", "fadr", ".", "out.png"}, ".: Is a directory, not an image"},
+        BadCase{"EndlessSettings", {"apply", "fadr", "in.png", "out.png", "--settings", "/dev/zero"},
+                "settings file /dev/zero: larger than 64 MiB"},
+        BadCase{"UnknownOutputExtension", {"apply", "fadr", "in.png", "out.xyz"}, "choose one with --format", 2},
+        BadCase{"UnknownOutputFormat", {"apply", "fadr", "in.png", "out.png", "--format", "gif"},
+                "unknown image format \"gif\"", 2},
+        BadCase{"PngLevelOutOfRange", {"apply", "fadr", "in.png", "out.png", "--png-level", "12"}, "--png-level", 2},
         BadCase{"MissingFile", {"apply", "fadr", "missing.png", "out.png"}, "missing.png"},
         BadCase{"CorruptPng", {"apply", "fadr", "noise.png", "out.png"}, "noise.png"},
         BadCase{"TruncatedPng", {"apply", "fadr", "truncated.png", "out.png"}, "truncated.png"},

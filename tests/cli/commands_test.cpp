@@ -70,13 +70,13 @@ TEST_F(CommandTest, DemoWritesEveryPictureIntoANewFolderEachRun) {
   ASSERT_EQ(first.exitCode, 0) << first.err;
   const std::filesystem::path folder = lastLine(first.out);
   EXPECT_EQ(folder, path("tessivo-demo"));
-  const host::Image input = host::readPng(folder / "input.png");
-  const host::Image fader = host::readPng(folder / "fadr-Fader.png");
+  const host::Image input = host::readImage(folder / "input.png");
+  const host::Image fader = host::readImage(folder / "fadr-Fader.png");
   ASSERT_TRUE(input.width() == 64u && input.height() == 36u && fader.width() == 64u && fader.height() == 36u);
   // With nothing connected Fader fades halfway towards its default colour, transparent black.
   for (uint32_t y = 0; y < 36; y += 5)
     for (uint32_t x = 0; x < 64; x += 3) ASSERT_EQ(fader.pixel(x, y), (input.pixel(x, y) >> 1) & 0x7F7F7F7Fu) << x << "," << y;
-  EXPECT_GE(host::readPng(folder / "contact-sheet.png").width(), 2u * 64u);  // input and Fader side by side at least
+  EXPECT_GE(host::readImage(folder / "contact-sheet.png").width(), 2u * 64u);  // input and Fader side by side at least
   ASSERT_TRUE(std::filesystem::exists(folder / "contact-sheet.mp4"));
   if (std::system("command -v ffprobe >/dev/null 2>&1") == 0) {
     const std::string probe = "ffprobe -v error -count_frames -show_entries stream=nb_read_frames -of csv=p=0 " +

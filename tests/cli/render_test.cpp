@@ -65,8 +65,8 @@ TEST_F(RenderTest, ChainOverAClipEqualsApplyAtEachFramesTimeWithRateSizeAndAudio
                                       "--time", std::to_string((i - 1) / 10.0)};
     apply.insert(apply.end(), chain.begin(), chain.end());
     ASSERT_EQ(run(apply).exitCode, 0);
-    EXPECT_TRUE(samePixels(host::readPng(path("out_" + std::to_string(i) + ".png"), host::PngTarget::Argb),
-                           host::readPng(path("expected.png"), host::PngTarget::Argb)))
+    EXPECT_TRUE(samePixels(host::readImage(path("out_" + std::to_string(i) + ".png"), host::ImageTarget::Argb),
+                           host::readImage(path("expected.png"), host::ImageTarget::Argb)))
         << "frame " << i;
   }
 }
@@ -76,7 +76,7 @@ TEST_F(RenderTest, GreyRawFramesGoToStandardOutput) {
   ASSERT_EQ(result.exitCode, 0) << result.err;
   ASSERT_EQ(result.out.size(), size_t{kFrames} * 64 * 32);
   ASSERT_EQ(run({"apply", "fadr", "in_1.png", "expected.png", "--gray", "--ctrl", "Fade=0.25"}).exitCode, 0);
-  const host::Image expected = host::readPng(path("expected.png"), host::PngTarget::Grey);
+  const host::Image expected = host::readImage(path("expected.png"), host::ImageTarget::Grey);
   for (uint32_t y = 0; y < 32; ++y)
     for (uint32_t x = 0; x < 64; ++x)
       ASSERT_EQ(static_cast<uint8_t>(result.out[y * 64 + x]), expected.pixel(x, y)) << x << "," << y;

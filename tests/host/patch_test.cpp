@@ -44,7 +44,7 @@ class PatchTest : public ::testing::Test {
 };
 
 TEST_F(PatchTest, SavedAndLoadedRendersTheSameFramesWithTheSettingsInEffect) {
-  writePng(folder / "logo.png", testing::patterned(5, 4, kARGB32));
+  writeImage(folder / "logo.png", testing::patterned(5, 4, kARGB32));
   const Patch patch = twoModules();
   savePatch(patch, folder / "p.json");
   const Patch loaded = loadPatch(folder / "p.json");
@@ -102,7 +102,7 @@ TEST_F(PatchTest, AHandEditedPatchWithErrorsNamesTheNodeTheFieldAndWhatWasExpect
     EXPECT_THAT(testing::errorOf([&] { patchFromJson(document, "p.json"); }), ::testing::HasSubstr(c.message));
   }
 
-  writePng(folder / "logo.png", testing::patterned(5, 4, kARGB32));
+  writeImage(folder / "logo.png", testing::patterned(5, 4, kARGB32));
   const Case building[] = {
       {[](json& d) { d["nodes"][1]["module"] = "zzzz"; }, "node \"fade\": field \"module\": expected a module of this bundle"},
       {[](json& d) { d["nodes"][3]["value"] = "0.5+*t"; }, "node \"amount\": field \"value\": expected a number or an expression in t: \"0.5+*t\": column 5"},

@@ -9,7 +9,7 @@
 //       {"id": "in",    "kind": "video"},                       // "path" optional: empty = the frames the
 //                                                               //  caller feeds (the render's input)
 //       {"id": "seq",   "kind": "image-sequence", "path": "frames/f%04d.png"},
-//       {"id": "logo",  "kind": "still", "path": "logo.png"},   // PNG, relative to the patch's folder
+//       {"id": "logo",  "kind": "still", "path": "logo.png"},   // any still format, relative to the patch's folder
 //       {"id": "scene", "kind": "test-scene"},                  // the animated test scene
 //       {"id": "fade",  "kind": "module", "module": "fadr",
 //        "settings": {"Fader": {"Amount": {"type": "double", "value": 0.5}}}},

@@ -11,6 +11,10 @@
 
 namespace tessivo::host {
 
+// Longest input line; a longer one ends the input (the panel is cancelled),
+// so endless input without newlines neither grows memory nor runs forever.
+inline constexpr std::size_t kMaxPanelLine = 4096;
+
 class TerminalPanel final : public PanelDriver {
 public:
   // Shows the prompt and returns the next line, or nullopt at the end of input.
