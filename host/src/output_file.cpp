@@ -48,19 +48,18 @@ extern "C" void removeTempsAndDie(int signal) {
   std::raise(signal);
 }
 
-// Registers one temporary for the signal handler for its lifetime. Only
-// signals still at their default action are caught: a caller that handles
-// them itself (a render stopping between frames) lets the write finish.
+// Catches fatal signals for its lifetime and names the temporary they must
+// remove. Only signals still at their default action are caught: a caller
+// that handles them itself (a render stopping between frames) lets the write
+// finish.
 class TempGuard {
  public:
-  explicit TempGuard(const std::string &path) {
-    for (TempSlot &slot : temps) {
-      if (slot.used.load() || path.size() >= sizeof slot.path) continue;
-      std::memcpy(slot.path, path.c_str(), path.size() + 1);
-      slot_ = &slot;
-      slot.used.store(true);
-      break;
-    }
+  TempGuard() {
+    for (TempSlot &slot : temps)
+      if (!slot.used.load()) {
+        slot_ = &slot;
+        break;
+      }
     for (std::size_t i = 0; i < kFatalSignals.size(); ++i) {
       struct sigaction action {}, previous {};
       action.sa_handler = removeTempsAndDie;
@@ -73,10 +72,22 @@ class TempGuard {
   ~TempGuard() {
     for (std::size_t i = 0; i < kFatalSignals.size(); ++i)
       if (installed_[i]) std::signal(kFatalSignals[i], SIG_DFL);
-    if (slot_ != nullptr) slot_->used.store(false);
+    forget();
   }
   TempGuard(const TempGuard &) = delete;
   TempGuard &operator=(const TempGuard &) = delete;
+
+  // Called before the file is created, so no moment exists where it is on
+  // disk but unknown to the handler.
+  void track(const std::string &path) {
+    forget();
+    if (slot_ == nullptr || path.size() >= sizeof slot_->path) return;
+    std::memcpy(slot_->path, path.c_str(), path.size() + 1);
+    slot_->used.store(true);
+  }
+  void forget() {
+    if (slot_ != nullptr) slot_->used.store(false);
+  }
 
  private:
   TempSlot *slot_ = nullptr;
@@ -106,18 +117,20 @@ void writeThrough(const std::filesystem::path &path, std::string_view bytes) {
 void replaceAtomically(const std::filesystem::path &path, std::string_view bytes, const struct stat *existing) {
   const std::filesystem::path folder = path.has_parent_path() ? path.parent_path() : ".";
   static unsigned counter = 0;
+  TempGuard guard;
   std::string temp;
   int fd = -1;
   for (int attempt = 0; fd < 0 && attempt < 100; ++attempt) {
     temp = (folder / ("." + path.filename().string() + ".tmp-" + std::to_string(::getpid()) + "-" +
                       std::to_string(counter++)))
                .string();
+    guard.track(temp);
     // 0666 so that the umask decides a new file's permissions, as for any program.
     fd = ::open(temp.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
+    if (fd < 0) guard.forget();
     if (fd < 0 && errno != EEXIST) fail(path, std::strerror(errno));
   }
   if (fd < 0) fail(path, "no free temporary name");
-  const TempGuard guard(temp);
   if (existing != nullptr) {
     ::fchmod(fd, existing->st_mode & 07777);
     [[maybe_unused]] const int ignored = ::fchown(fd, existing->st_uid, existing->st_gid);  // when allowed

@@ -2,6 +2,10 @@
 // replacement of regular files with their permissions kept, write-through for
 // FIFOs and symlinks' targets, read-only files left alone unless allowed.
 #include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <csignal>
 
 #include <thread>
 
@@ -72,6 +76,30 @@ TEST(OutputFile, SymlinksAndFifosAreWrittenThrough) {
   EXPECT_NE(errorOf([&] { writeOutputFile(folder / "absent" / "x", "x"); }).find("cannot write"), std::string::npos);
   EXPECT_EQ(entries(folder.path), 3u);
   EXPECT_EQ(entries(folder / "real"), 1u);
+}
+
+// A write killed half-way leaves neither a temporary nor a partial output.
+TEST(OutputFile, ATerminatedWriteLeavesNothing) {
+  testing::ScratchFolder folder;
+  const pid_t child = ::fork();
+  ASSERT_GE(child, 0);
+  if (child == 0) {
+    writeOutputFile(folder / "big", std::string(std::size_t{512} << 20, 'x'));
+    ::_exit(0);
+  }
+  // Kill it once its temporary exists, while it writes.
+  bool writing = false;
+  for (int wait = 0; wait < 20000 && !writing; ++wait) {
+    writing = entries(folder.path) > 0;
+    if (!writing) ::usleep(500);
+  }
+  ::kill(child, SIGTERM);
+  int status = 0;
+  ASSERT_EQ(::waitpid(child, &status, 0), child);
+  ASSERT_TRUE(writing);
+  if (WIFEXITED(status)) GTEST_SKIP() << "the write finished before the signal arrived";
+  EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGTERM);  // it still dies of the signal
+  EXPECT_EQ(entries(folder.path), 0u);
 }
 
 TEST(InputFile, ReadsAreCappedAndProblemsNamed) {
