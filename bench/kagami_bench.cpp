@@ -34,6 +34,19 @@ void MirrorFrame(benchmark::State &state, uint32_t format) {
   CountFrames(state, destination);
 }
 
+// Frames with a strength that stays: the kept source offsets make each a gather.
+void MirrorStillFrame(benchmark::State &state, uint32_t format) {
+  const BenchFrame source(format, 3);
+  BenchFrame destination(format, 4);
+  MirrorKernel kernel;
+  kernel.run(Describe(source, destination), kStrength);
+  for (auto _ : state) {
+    kernel.run(Describe(source, destination), kStrength);
+    benchmark::ClobberMemory();
+  }
+  CountFrames(state, destination);
+}
+
 // The first frame at a size, which builds the tables.
 void MirrorFirstFrame(benchmark::State &state, uint32_t format) {
   const BenchFrame source(format, 3);
@@ -47,6 +60,7 @@ void MirrorFirstFrame(benchmark::State &state, uint32_t format) {
 }
 
 [[maybe_unused]] const bool kRegistered = (RegisterForBothFormats("kagami", MirrorFrame),
+                                           RegisterForBothFormats("kagami still strength", MirrorStillFrame),
                                            RegisterForBothFormats("kagami first frame", MirrorFirstFrame), true);
 
 #ifdef TESSIVO_BENCH_OPENCV
@@ -80,7 +94,9 @@ void RemapFrame(benchmark::State &state, uint32_t format) {
   CountFrames(state, destination);
 }
 
-[[maybe_unused]] const bool kOpenCvRegistered = (RegisterForBothFormats(OpenCvName("kagami"), RemapFrame), true);
+[[maybe_unused]] const bool kOpenCvRegistered = (RegisterForBothFormats(OpenCvName("kagami"), RemapFrame),
+                                                 RegisterForBothFormats(OpenCvName("kagami still strength"), RemapFrame),
+                                                 true);
 #endif
 
 }  // namespace

@@ -241,6 +241,8 @@ struct MirrorKernel::Tables {
       return true;
     }
     values.reset();
+    offsets.reset();
+    mapValid = false;
     const size_t count = size_t{w} * h;
     if (count == 0 || count > kMaxTablePixels) {
       return false;
@@ -265,6 +267,24 @@ struct MirrorKernel::Tables {
     }
     return true;
   }
+
+  // The last frame's source offsets (pixels from the source's first, -1 for
+  // outside), valid while the turn, the sizes and the source's stride stay:
+  // with a still strength, a frame is then a plain gather.
+  struct MapKey {
+    uint32_t turnBits = 0, columns = 0, rows = 0, outputWidth = 0, outputRows = 0;
+    size_t stride = 0, pixelBytes = 0;
+    bool operator==(const MapKey &) const = default;
+  };
+  std::unique_ptr<int32_t[]> offsets;
+  MapKey mapKey;
+  bool mapValid = false;
+
+  // The offsets buffer for this size (allocated once per size), or null.
+  int32_t *map() {
+    if (offsets == nullptr && values != nullptr) offsets.reset(new (std::nothrow) int32_t[size_t{width} * height]);
+    return offsets.get();
+  }
 };
 
 float MirrorTurn(float strength) {
@@ -276,7 +296,9 @@ namespace {
 constexpr size_t kChunk = 128;
 
 template <typename Pixel>
-void MirrorPixels(const MirrorImage &image, float turn, const float *radii, const float *angles) {
+void MirrorPixels(const MirrorImage &image, float turn, MirrorKernel::Tables *tables) {
+  const float *radii = tables != nullptr ? tables->radius() : nullptr;
+  const float *angles = tables != nullptr ? tables->angle() : nullptr;
   const uint32_t w = image.width;
   const uint32_t h = image.height;
   const Rows<const Pixel> source(const_cast<void *>(image.source), image.sourceRowBytes, w,
@@ -287,6 +309,20 @@ void MirrorPixels(const MirrorImage &image, float turn, const float *radii, cons
     for (uint32_t y = 0; y < destination.height; ++y) std::fill_n(destination.row(y), destination.width, Pixel{0});
     return;
   }
+  // Offsets fit 32 bits when the source's pixels do; beyond that no map is kept.
+  int32_t *map = tables != nullptr && source.stride * source.height < (size_t{1} << 31) ? tables->map() : nullptr;
+  const MirrorKernel::Tables::MapKey key{std::bit_cast<uint32_t>(turn), extent.columns,    extent.rows,
+                                         destination.width,            destination.height, source.stride,
+                                         sizeof(Pixel)};
+  if (map != nullptr && tables->mapValid && tables->mapKey == key) {
+    for (uint32_t y = 0; y < destination.height; ++y) {
+      Pixel *out = destination.row(y);
+      const int32_t *offsets = map + size_t{w} * y;
+      for (uint32_t x = 0; x < destination.width; ++x) out[x] = offsets[x] >= 0 ? source.base[offsets[x]] : Pixel{0};
+    }
+    return;
+  }
+  if (map != nullptr) tables->mapValid = false;  // rewritten below
   const PositionsPath positions = ChooseSimdPath<PositionsPath>(TESSIVO_SIMD_PATHS(FastPositions));
   const bool fast = positions != nullptr && radii != nullptr && std::fabs(turn) <= kFastTurnLimit;
   const float sx = 1.0f / static_cast<float>(w);
@@ -316,9 +352,17 @@ void MirrorPixels(const MirrorImage &image, float turn, const float *radii, cons
         ExactPosition(polar.radius, polar.angle, turn, extent, column[i], row[i]);
       }
       for (uint32_t i = 0; i < count; ++i) {
-        out[start + i] = (column[i] | row[i]) >= 0 ? source.row(static_cast<uint32_t>(row[i]))[column[i]] : Pixel{0};
+        const bool inside = (column[i] | row[i]) >= 0;
+        out[start + i] = inside ? source.row(static_cast<uint32_t>(row[i]))[column[i]] : Pixel{0};
+        if (map != nullptr)
+          map[rowStart + start + i] =
+              inside ? static_cast<int32_t>(source.stride * static_cast<uint32_t>(row[i]) + uint32_t(column[i])) : -1;
       }
     }
+  }
+  if (map != nullptr) {
+    tables->mapKey = key;
+    tables->mapValid = true;
   }
 }
 
@@ -332,13 +376,11 @@ void MirrorKernel::run(const MirrorImage &image, float strength) {
     return;
   }
   const float turn = MirrorTurn(strength);
-  const bool kept = tables_ != nullptr && tables_->hold(image.width, image.height);
-  const float *radii = kept ? tables_->radius() : nullptr;
-  const float *angles = kept ? tables_->angle() : nullptr;
+  Tables *tables = tables_ != nullptr && tables_->hold(image.width, image.height) ? tables_.get() : nullptr;
   if (image.pixelFormat == 0) {
-    MirrorPixels<uint8_t>(image, turn, radii, angles);
+    MirrorPixels<uint8_t>(image, turn, tables);
   } else {
-    MirrorPixels<uint32_t>(image, turn, radii, angles);
+    MirrorPixels<uint32_t>(image, turn, tables);
   }
 }
 

@@ -43,7 +43,9 @@ struct MirrorImage {
 
 // Runs the mirror. Keeps the per-pixel radius and folded angle of the last
 // size between frames (they depend on the size only), so a frame computes
-// only the turn and the sampling; the sine and cosine come from a vector
+// only the turn and the sampling, and the source offset of every pixel of the
+// last frame, so a frame with the same turn, sizes and source stride only
+// gathers; the sine and cosine come from a vector
 // approximation whose result is used only where it provably gives the same
 // source pixel as the library's, the rest from the library.
 class MirrorKernel {
@@ -55,8 +57,9 @@ class MirrorKernel {
 
   void run(const MirrorImage &image, float strength);
 
- private:
   struct Tables;
+
+ private:
   std::unique_ptr<Tables> tables_;
 };
 

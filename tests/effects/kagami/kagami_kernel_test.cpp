@@ -86,12 +86,22 @@ TEST(MirrorKernel, MatchesTheDefinitionOnRandomFrames) {
     const uint32_t height = trial < 9 ? 1 + trial / 3 : 1 + static_cast<uint32_t>(random() % 61);
     for (const uint32_t pixelBytes : {1u, 4u}) {
       const auto padding = static_cast<uint32_t>(random() % 19);
-      const Frame source(width, height, pixelBytes, static_cast<uint32_t>(random() % 23), static_cast<uint32_t>(random()));
+      const auto sourcePadding = static_cast<uint32_t>(random() % 23);
+      const Frame source(width, height, pixelBytes, sourcePadding, static_cast<uint32_t>(random()));
+      float strength = 0.0f;
       for (int run = 0; run < 3; ++run) {
-        const float strength = run == 0 ? strengths[trial % std::size(strengths)]
-                                        : std::uniform_real_distribution<float>(-3.0f, 3.0f)(random);
+        strength = run == 0 ? strengths[trial % std::size(strengths)]
+                            : std::uniform_real_distribution<float>(-3.0f, 3.0f)(random);
         ExpectDefinition(kernel, source, width, height, pixelBytes, padding, strength);
       }
+      // The same strength again: the kept source offsets serve another output
+      // stride and another source of the same stride, and are not used for a
+      // source of another stride.
+      ExpectDefinition(kernel, source, width, height, pixelBytes, padding + 5, strength);
+      const Frame sameStride(width, height, pixelBytes, sourcePadding, static_cast<uint32_t>(random()));
+      ExpectDefinition(kernel, sameStride, width, height, pixelBytes, padding, strength);
+      const Frame otherStride(width, height, pixelBytes, sourcePadding + 4, static_cast<uint32_t>(random()));
+      ExpectDefinition(kernel, otherStride, width, height, pixelBytes, padding, strength);
     }
   }
   // Sizes whose 1/W and 1/H are exact, and larger ones.
