@@ -1,0 +1,436 @@
+// The studio page: palette, patch canvas, preview with transport, file bar.
+// Everything it shows comes from the server; it computes no effect itself.
+import React, { useCallback, useEffect, useMemo, useRef, useState } from 'react';
+import { Background, Controls, ReactFlow, useEdgesState, useNodesState, useReactFlow } from '@xyflow/react';
+import { api, ConnectionLost, fetchPreview } from './api.js';
+import { nodeTypes } from './nodes.jsx';
+import Panel from './Panel.jsx';
+
+const STEP = 1 / 25;
+const SOURCE_TYPES = { 'test-scene': 'image', still: 'image', video: 'image', 'image-sequence': 'image', control: 'control', 'on-off': 'on-off' };
+
+function moduleOutput(module) {
+  const outputs = module ? module.ports.filter((p) => p.direction === 'output') : [];
+  return outputs.length ? outputs[outputs.length - 1] : null;
+}
+
+export default function App() {
+  const [palette, setPalette] = useState(null);
+  const [doc, setDoc] = useState(null);
+  const [error, setError] = useState(null);
+  const [lost, setLost] = useState(null);
+  const [previewId, setPreviewId] = useState(null);
+  const [playing, setPlaying] = useState(false);
+  const [time, setTime] = useState(0);
+  const [frame, setFrame] = useState(null);
+  const [previewError, setPreviewError] = useState(null);
+  const [fps, setFps] = useState(null);
+  const [size, setSize] = useState([640, 360]);
+  const [panel, setPanel] = useState(null);
+  const [panelBusy, setPanelBusy] = useState(false);
+  const [fileName, setFileName] = useState('');
+  const [version, setVersion] = useState(0);
+  const [stepCount, setStepCount] = useState(0);
+  const [nodes, setNodes, onNodesChange] = useNodesState([]);
+  const [edges, setEdges, onEdgesChange] = useEdgesState([]);
+  const { screenToFlowPosition } = useReactFlow();
+  const timeRef = useRef(0);
+
+  const report = useCallback((e) => {
+    if (e instanceof ConnectionLost) setLost(e.message);
+    else setError(e.message);
+  }, []);
+
+  const adopt = useCallback((state) => {
+    if (!state || !state.patch) return;
+    setDoc(state);
+    setVersion((v) => v + 1);
+    setLost(null);
+  }, []);
+
+  const run = useCallback(
+    async (promise) => {
+      try {
+        const state = await promise;
+        adopt(state);
+        return state;
+      } catch (e) {
+        report(e);
+        return null;
+      }
+    },
+    [adopt, report],
+  );
+
+  // Start: the palette and the document as the server holds it.
+  useEffect(() => {
+    (async () => {
+      try {
+        setPalette(await api.palette());
+        const state = await api.state();
+        adopt(state);
+        setFileName(state.file || 'patch.json');
+      } catch (e) {
+        report(e);
+      }
+    })();
+  }, [adopt, report]);
+
+  // A lost connection is retried until the server answers again.
+  useEffect(() => {
+    if (!lost) return undefined;
+    const timer = setInterval(async () => {
+      try {
+        adopt(await api.state());
+      } catch {
+        /* still lost */
+      }
+    }, 2000);
+    return () => clearInterval(timer);
+  }, [lost, adopt]);
+
+  // Never lose unsaved work to a closed tab.
+  useEffect(() => {
+    const guard = (e) => {
+      if (doc && doc.dirty) {
+        e.preventDefault();
+        e.returnValue = '';
+      }
+    };
+    window.addEventListener('beforeunload', guard);
+    document.title = `${doc && doc.dirty ? '• ' : ''}Tessivo studio — ${(doc && doc.file) || 'untitled'}`;
+    return () => window.removeEventListener('beforeunload', guard);
+  }, [doc]);
+
+  const modules = useMemo(() => {
+    const map = {};
+    if (palette) for (const m of palette.modules) map[m.code] = m;
+    return map;
+  }, [palette]);
+
+  const outputTypeOf = useCallback(
+    (node) => (node.kind === 'module' ? (moduleOutput(modules[node.module]) || {}).type : SOURCE_TYPES[node.kind]),
+    [modules],
+  );
+
+  const callbacks = useMemo(
+    () => ({
+      onPreview: (id) => setPreviewId(id),
+      onRemove: (id) => run(api.removeNode(id)),
+      onUpdate: (id, changes) => run(api.updateNode(id, changes)),
+      onPanel: async (id) => {
+        try {
+          setPanel({ id, data: await api.panel(id), message: null, key: Date.now() });
+        } catch (e) {
+          report(e);
+        }
+      },
+      onOutput: (id) => run(api.setOutput(id)),
+    }),
+    [run, report],
+  );
+
+  // The canvas follows the document.
+  useEffect(() => {
+    if (!doc || !palette) return;
+    const patch = doc.patch;
+    setNodes((old) => {
+      const selected = new Set(old.filter((n) => n.selected).map((n) => n.id));
+      return patch.nodes.map((node, i) => {
+        const module = node.kind === 'module' ? modules[node.module] : null;
+        const position = node.position ? { x: node.position[0], y: node.position[1] } : { x: 40 + 220 * (i % 4), y: 40 + 160 * Math.floor(i / 4) };
+        return {
+          id: node.id,
+          type: node.kind === 'module' ? 'module' : 'source',
+          position,
+          selected: selected.has(node.id),
+          data: {
+            ...callbacks,
+            id: node.id,
+            node,
+            module: module || { code: node.module, name: node.module, ports: [], box: null, hasPanel: false },
+            label: module ? `${module.name} · ${node.id}` : `${node.kind} · ${node.id}`,
+            title: module ? `${module.name} (${module.code})` : node.kind,
+            outputType: outputTypeOf(node),
+            previewed: node.id === previewId,
+            isOutput: doc.output === node.id,
+          },
+        };
+      });
+    });
+    setEdges(
+      patch.wires.map((wire) => {
+        const from = patch.nodes.find((n) => n.id === wire.from);
+        const index = doc.ports[wire.to] ? doc.ports[wire.to][wire.port] : undefined;
+        const out = from && from.kind === 'module' ? moduleOutput(modules[from.module]) : null;
+        return {
+          id: `${wire.from}->${wire.to}:${wire.port}`,
+          source: wire.from,
+          sourceHandle: from && from.kind === 'module' ? `out-${out ? out.index : 0}` : 'out',
+          target: wire.to,
+          targetHandle: `in-${index}`,
+          className: `wire wire-${from ? outputTypeOf(from) : 'none'}`,
+          data: { to: wire.to, port: wire.port },
+        };
+      }),
+    );
+  }, [doc, palette, modules, previewId, callbacks, outputTypeOf, setNodes, setEdges]);
+
+  // The preview follows the output node until the person picks another.
+  useEffect(() => {
+    if (!doc) return;
+    const exists = previewId && doc.patch.nodes.some((n) => n.id === previewId);
+    if (!exists) setPreviewId(doc.output || null);
+  }, [doc, previewId]);
+
+  const handleType = useCallback(
+    (nodeId, handleId) => {
+      const node = doc && doc.patch.nodes.find((n) => n.id === nodeId);
+      if (!node) return null;
+      if (node.kind !== 'module') return SOURCE_TYPES[node.kind];
+      const module = modules[node.module];
+      const index = Number(String(handleId).split('-')[1]);
+      const port = module && module.ports.find((p) => p.index === index);
+      return port ? port.type : null;
+    },
+    [doc, modules],
+  );
+
+  const isValidConnection = useCallback(
+    (c) => c.source !== c.target && handleType(c.source, c.sourceHandle) === handleType(c.target, c.targetHandle),
+    [handleType],
+  );
+
+  const onConnect = useCallback(
+    (c) => run(api.connect(c.source, c.target, Number(String(c.targetHandle).split('-')[1]))),
+    [run],
+  );
+
+  const onEdgesDelete = useCallback(
+    async (removed) => {
+      for (const edge of removed) await run(api.disconnect(edge.data.to, edge.data.port));
+    },
+    [run],
+  );
+
+  const onNodesDelete = useCallback(
+    async (removed) => {
+      for (const node of removed) await run(api.removeNode(node.id));
+    },
+    [run],
+  );
+
+  const onNodeDragStop = useCallback(
+    (_, node) => {
+      api.updateNode(node.id, { position: [Math.round(node.position.x), Math.round(node.position.y)] }).then(adopt, report);
+    },
+    [adopt, report],
+  );
+
+  const addNode = useCallback(
+    async (item, position) => {
+      const request = { kind: item.kind, position: [Math.round(position.x), Math.round(position.y)] };
+      if (item.kind === 'module') request.module = item.code;
+      if (item.kind === 'still') {
+        const path = window.prompt('Picture file (PNG), relative to the patch folder:', 'picture.png');
+        if (!path) return;
+        request.path = path;
+      }
+      const state = await run(api.addNode(request));
+      if (state && state.added) {
+        const added = state.patch.nodes.find((n) => n.id === state.added);
+        if (added && outputTypeOf(added) === 'image' && !previewId) setPreviewId(state.added);
+      }
+    },
+    [run, outputTypeOf, previewId],
+  );
+
+  const onDrop = useCallback(
+    (e) => {
+      e.preventDefault();
+      const text = e.dataTransfer.getData('application/x-tessivo');
+      if (!text) return;
+      addNode(JSON.parse(text), screenToFlowPosition({ x: e.clientX, y: e.clientY }));
+    },
+    [addNode, screenToFlowPosition],
+  );
+
+  // Preview: one request in flight; JPEG frames while playing, an exact PNG when paused.
+  useEffect(() => {
+    if (!previewId) return undefined;
+    let cancelled = false;
+    const show = (url) => {
+      setFrame((old) => {
+        if (old) URL.revokeObjectURL(old);
+        return url;
+      });
+    };
+    (async () => {
+      if (!playing) {
+        try {
+          const url = await fetchPreview(previewId, timeRef.current, size[0], size[1], 'png');
+          if (cancelled) URL.revokeObjectURL(url);
+          else {
+            show(url);
+            setPreviewError(null);
+          }
+        } catch (e) {
+          if (!cancelled) {
+            if (e instanceof ConnectionLost) setLost(e.message);
+            setPreviewError(e.message);
+          }
+        }
+        return;
+      }
+      const wallStart = performance.now();
+      const timeStart = timeRef.current;
+      let count = 0;
+      let windowStart = performance.now();
+      while (!cancelled) {
+        const t = timeStart + (performance.now() - wallStart) / 1000;
+        try {
+          const url = await fetchPreview(previewId, t, size[0], size[1], 'jpeg');
+          if (cancelled) {
+            URL.revokeObjectURL(url);
+            break;
+          }
+          show(url);
+          setPreviewError(null);
+          timeRef.current = t;
+          setTime(t);
+          count += 1;
+          const now = performance.now();
+          if (now - windowStart >= 1000) {
+            setFps((count * 1000) / (now - windowStart));
+            count = 0;
+            windowStart = now;
+          }
+        } catch (e) {
+          if (cancelled) break;
+          if (e instanceof ConnectionLost) setLost(e.message);
+          setPreviewError(e.message);
+          await new Promise((r) => setTimeout(r, 500));
+        }
+      }
+    })();
+    return () => {
+      cancelled = true;
+    };
+  }, [previewId, playing, version, size, stepCount]);
+
+  const step = (delta) => {
+    setPlaying(false);
+    const t = Math.max(0, Math.round((timeRef.current + delta) / STEP) * STEP);
+    timeRef.current = t;
+    setTime(t);
+    setStepCount((n) => n + 1);
+  };
+
+  const confirmDiscard = () => !(doc && doc.dirty) || window.confirm('The patch has unsaved changes. Discard them?');
+
+  const answerPanel = async (values, item) => {
+    const current = panel;
+    setPanelBusy(true);
+    try {
+      const answer = await api.answerPanel(current.id, values, item);
+      if (answer.accepted) {
+        setPanel(null);
+        adopt(answer.state);
+      } else if (answer.panel) {
+        setPanel({ id: current.id, data: answer.panel, message: answer.message || null, key: Date.now() });
+      } else {
+        setPanel(null);
+      }
+    } catch (e) {
+      if (e instanceof ConnectionLost) report(e);
+      setPanel({ ...current, message: e.message });
+    } finally {
+      setPanelBusy(false);
+    }
+  };
+
+  return (
+    <div className="studio">
+      <header className="toolbar">
+        <strong>Tessivo studio</strong>
+        <input className="file-name" aria-label="Patch file" data-testid="file-name" value={fileName}
+               onChange={(e) => setFileName(e.target.value)} />
+        <button data-testid="save" onClick={async () => { const s = await run(api.save(fileName)); if (s) setFileName(s.file); }}>Save</button>
+        <button data-testid="load" onClick={() => confirmDiscard() && run(api.load(fileName))}>Load</button>
+        <button data-testid="new" onClick={() => confirmDiscard() && run(api.newPatch())}>New</button>
+        <span className="doc-status" data-testid="doc-status">
+          {doc ? `${doc.file || 'untitled'}${doc.dirty ? ' — unsaved changes' : ' — saved'}` : 'connecting…'}
+        </span>
+      </header>
+      {lost && <div className="banner lost" role="alert" data-testid="lost">{lost}. Retrying…</div>}
+      {error && (
+        <div className="banner error" role="alert" data-testid="error">
+          {error}
+          <button className="icon" onClick={() => setError(null)} title="Dismiss">×</button>
+        </div>
+      )}
+      <div className="main">
+        <aside className="palette" data-testid="palette">
+          <h3>Sources</h3>
+          {palette && palette.sources.map((source) => (
+            <div key={source.kind} className={`palette-item port-type-${source.type}`} draggable data-testid={`palette-${source.kind}`}
+                 onDragStart={(e) => e.dataTransfer.setData('application/x-tessivo', JSON.stringify({ kind: source.kind }))}
+                 onDoubleClick={() => addNode({ kind: source.kind }, { x: 60, y: 60 })}>
+              {source.name}
+            </div>
+          ))}
+          <h3>Modules</h3>
+          {palette && palette.modules.map((module) => (
+            <div key={module.code} className="palette-item" draggable data-testid={`palette-${module.code}`}
+                 title={module.ports.map((p) => `${p.direction} ${p.longName} (${p.shortName}) ${p.type}`).join('\n')}
+                 onDragStart={(e) => e.dataTransfer.setData('application/x-tessivo', JSON.stringify({ kind: 'module', code: module.code }))}
+                 onDoubleClick={() => addNode({ kind: 'module', code: module.code }, { x: 300, y: 60 })}>
+              <span>{module.name}</span> <code>{module.code}</code>
+              <small>{module.box ? `${module.box[0]}×${module.box[1]}` : 'not listed'}{module.hasPanel ? ' · panel' : ''}</small>
+            </div>
+          ))}
+        </aside>
+        <div className="canvas" onDragOver={(e) => e.preventDefault()} onDrop={onDrop} data-testid="canvas">
+          <ReactFlow
+            nodes={nodes}
+            edges={edges}
+            nodeTypes={nodeTypes}
+            onNodesChange={onNodesChange}
+            onEdgesChange={onEdgesChange}
+            onConnect={onConnect}
+            onEdgesDelete={onEdgesDelete}
+            onNodesDelete={onNodesDelete}
+            onNodeDragStop={onNodeDragStop}
+            isValidConnection={isValidConnection}
+            deleteKeyCode={['Delete', 'Backspace']}
+            fitView={false}
+          >
+            <Background />
+            <Controls />
+          </ReactFlow>
+        </div>
+        <section className="preview">
+          <div className="transport">
+            <button data-testid="play" onClick={() => setPlaying((p) => !p)}>{playing ? '❚❚ Pause' : '▶ Play'}</button>
+            <button data-testid="step" onClick={() => step(STEP)} title="Next frame">▶|</button>
+            <button onClick={() => step(-STEP)} title="Previous frame">|◀</button>
+            <button onClick={() => step(-timeRef.current)} title="Back to 0">⏮</button>
+            <span className="time" data-testid="time">t = {time.toFixed(3)} s</span>
+            <span className="fps" data-testid="fps">{playing && fps ? `${fps.toFixed(1)} fps` : ''}</span>
+          </div>
+          <div className="preview-title">
+            Preview: <strong data-testid="preview-node">{previewId || 'none'}</strong>
+            <select value={size.join('x')} onChange={(e) => setSize(e.target.value.split('x').map(Number))} aria-label="Preview size">
+              {['320x180', '640x360', '960x540', '1280x720'].map((s) => <option key={s} value={s}>{s.replace('x', '×')}</option>)}
+            </select>
+          </div>
+          <div className="preview-frame" style={{ aspectRatio: `${size[0]} / ${size[1]}` }}>
+            {frame && <img src={frame} alt="preview" data-testid="preview-image" />}
+          </div>
+          {previewError && <div className="banner error" role="alert" data-testid="preview-error">{previewError}</div>}
+        </section>
+      </div>
+      {panel && <Panel key={panel.key} panel={panel.data} message={panel.message} busy={panelBusy} onButton={answerPanel} />}
+    </div>
+  );
+}
