@@ -32,6 +32,16 @@ std::string typeName(uint32_t type) {
   return type == 0 ? "" : host::codeToString(type);
 }
 
+const char* typeWord(json::value_t type) {
+  switch (type) {
+    case json::value_t::string: return "text";
+    case json::value_t::boolean: return "true or false";
+    case json::value_t::array: return "a list";
+    case json::value_t::number_integer: return "a whole number";
+    default: return "a number";
+  }
+}
+
 // A field of a request object, with a 400 naming it when it has the wrong type.
 const json* field(const json& request, const char* name, json::value_t type, bool required) {
   if (!request.is_object()) throw StudioError(400, "the request must be a JSON object");
@@ -40,8 +50,10 @@ const json* field(const json& request, const char* name, json::value_t type, boo
     if (required) throw StudioError(400, fmt::format("the request has no \"{}\"", name));
     return nullptr;
   }
-  const bool matches = type == json::value_t::number_float ? it->is_number() : it->type() == type;
-  if (!matches) throw StudioError(400, fmt::format("\"{}\" must be {}", name, json(type).type_name()));
+  const bool matches = type == json::value_t::number_float     ? it->is_number()
+                       : type == json::value_t::number_integer ? it->is_number_integer()
+                                                               : it->type() == type;
+  if (!matches) throw StudioError(400, fmt::format("\"{}\" must be {}", name, typeWord(type)));
   return &*it;
 }
 
@@ -141,10 +153,10 @@ fs::path Studio::resolve(const std::string& path) const {
   return given.is_absolute() ? given : workFolder_ / given;
 }
 
-void Studio::commit(host::Patch candidate, bool markDirty) {
+void Studio::commit(host::Patch candidate, bool markDirty, const std::string& source) {
   auto built = std::make_unique<Built>(bundle_);
   try {
-    built->nodes = host::buildPatchGraph(built->graph, candidate, folder(), "patch", false);
+    built->nodes = host::buildPatchGraph(built->graph, candidate, folder(), source, false);
   } catch (const host::HostError& error) {
     throw StudioError(422, error.what());
   }
@@ -398,7 +410,7 @@ json Studio::load(const std::string& path) {
   const fs::path previous = file_;
   file_ = file;  // stills are relative to the patch's folder
   try {
-    commit(std::move(patch), false);
+    commit(std::move(patch), false, file.string());
   } catch (...) {
     file_ = previous;
     throw;

@@ -99,7 +99,7 @@ class Studio {
  private:
   struct Built;
   // Builds candidate into a fresh graph; on success it becomes the document.
-  void commit(host::Patch candidate, bool markDirty);
+  void commit(host::Patch candidate, bool markDirty, const std::string& source = "patch");
   nlohmann::json stateLocked() const;
   std::filesystem::path folder() const;  // where the patch's relative stills are
   std::filesystem::path resolve(const std::string& path) const;
