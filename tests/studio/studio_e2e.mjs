@@ -17,8 +17,9 @@ const args = {};
 for (let i = 2; i < process.argv.length; i += 2) args[process.argv[i].replace(/^--/, '')] = process.argv[i + 1];
 for (const name of ['tessivo', 'web-packages', 'chromium', 'out'])
   if (!args[name]) throw new Error(`missing --${name}`);
-const { chromium } = createRequire(path.join(args['web-packages'], 'package.json'))('playwright-core');
+const { chromium } = createRequire(path.resolve(args['web-packages'], 'package.json'))('playwright-core');
 
+args.tessivo = path.resolve(args.tessivo);
 const started = Date.now();
 const out = path.resolve(args.out);
 fs.rmSync(out, { recursive: true, force: true });
@@ -138,20 +139,23 @@ const url = await new Promise((resolve, reject) => {
       resolve(match[0]);
     }
   });
-  server.on('exit', (code) => reject(new Error(`the studio exited (${code}): ${text}${serverOutput}`)));
+  server.once('exit', (code) => reject(new Error(`the studio exited (${code}): ${text}${serverOutput}`)));
 });
 log('studio at', url);
 
 const profile = fs.mkdtempSync(path.join(os.tmpdir(), 'tessivo-studio-e2e-'));
-const browser = await chromium.launch({
-  executablePath: args.chromium,
-  headless: true,
-  args: ['--headless', '--no-sandbox', '--disable-gpu', '--disable-quic', '--no-first-run', '--disable-background-networking',
-         '--disable-component-update', '--disable-sync', `--user-data-dir=${profile}`],
-});
+// A fresh profile each run (the persistent-context form is how playwright takes --user-data-dir).
+let context = null;
 let failed = false;
 try {
-  const page = await browser.newPage({ viewport: { width: 1400, height: 800 } });
+  context = await chromium.launchPersistentContext(profile, {
+    executablePath: args.chromium,
+    headless: true,
+    viewport: { width: 1400, height: 800 },
+    args: ['--headless', '--no-sandbox', '--disable-gpu', '--disable-quic', '--no-first-run',
+           '--disable-background-networking', '--disable-component-update', '--disable-sync'],
+  });
+  const page = context.pages()[0] || (await context.newPage());
   page.setDefaultTimeout(20000);
   page.on('pageerror', (e) => log('page error:', e.message));
   page.on('dialog', (dialog) => (dialog.type() === 'prompt' ? dialog.accept('input.png') : dialog.accept()));
@@ -178,7 +182,7 @@ try {
   await wire('port-embs-out-2', 'port-fadr-in-0');
   await page.waitForFunction(() => document.querySelectorAll('.react-flow__edge').length === 2);
   const state = await (await page.request.get(`${url}api/state`)).json();
-  check(JSON.stringify(state.patch.wires.map((w) => [w.from, w.to, w.port])) === '[["still","embs","0"],["embs","fadr","0"]]',
+  check(JSON.stringify(state.patch.wires.map((w) => [w.from, w.to, String(w.port)])) === '[["still","embs","0"],["embs","fadr","0"]]',
         `unexpected wires ${JSON.stringify(state.patch.wires)}`);
   log('patch built by drag and wire');
 
@@ -193,18 +197,21 @@ try {
     });
     return Buffer.from(base64, 'base64');
   };
-  const waitForPreviewOf = async (id, unlike) => {
-    await page.waitForFunction((id) => document.querySelector('[data-testid=preview-node]').textContent === id, id);
-    for (let i = 0; i < 100; i++) {
-      const bytes = await previewBytes();
-      if (!unlike || !bytes.equals(unlike)) return bytes;
-      await page.waitForTimeout(100);
-    }
-    throw new Error('the preview did not change');
+  // The document's version on the page; a frame shows the version it was rendered for.
+  const docVersion = async () => Number(await page.getByTestId('doc-status').getAttribute('data-version'));
+  const waitForPreviewOf = async (id, minVersion, time = 0) => {
+    await page.waitForFunction(
+      ([id, minVersion, time]) => {
+        const img = document.querySelector('[data-testid=preview-image]');
+        return img && img.dataset.node === id && Number(img.dataset.version) >= minVersion && Number(img.dataset.time) === time;
+      },
+      [id, minVersion, time],
+    );
+    return previewBytes();
   };
 
   await page.getByTestId('node-fadr').getByTitle("Preview this node's picture").click();
-  const before = await waitForPreviewOf('fadr');
+  const before = await waitForPreviewOf('fadr', await docVersion());
   await page.screenshot({ path: path.join(out, '1-built.png') });
 
   // The panel, as Fader builds it: colour button and alpha field.
@@ -218,9 +225,10 @@ try {
   log('refused:', await dialog.getByRole('alert').textContent());
   await dialog.getByLabel('Fade alpha').fill('255');
   await page.screenshot({ path: path.join(out, '2-panel.png') });
+  const unchanged = await docVersion();
   await dialog.getByTestId('button-OK').click();
   await dialog.waitFor({ state: 'detached' });
-  const after = await waitForPreviewOf('fadr', before);
+  const after = await waitForPreviewOf('fadr', unchanged + 1);
   check(differences(decodePng(before), decodePng(after)) !== null, 'the setting did not change the preview');
   log('panel setting changed the preview');
 
@@ -229,6 +237,7 @@ try {
   await page.waitForTimeout(3000);
   const fps = await page.getByTestId('fps').textContent();
   await page.getByTestId('play').click();
+  await page.getByTitle('Back to 0').click();
   log(`preview while playing at 640x360: ${fps}`);
 
   // Save, reload, load.
@@ -238,14 +247,11 @@ try {
   check(fs.existsSync(path.join(out, 'studio-e2e.json')), 'the patch file was not written');
   await page.reload();
   await page.getByTestId('file-name').fill('studio-e2e.json');
+  const reloaded = await docVersion();
   await page.getByTestId('load').click();
   await page.getByTestId('node-fadr').waitFor();
-  await page.getByTestId('step').click();  // back to t = 0 below, through a step and back
-  await page.getByTitle('Back to 0').click();
   await page.getByTestId('node-fadr').getByTitle("Preview this node's picture").click();
-  await page.waitForFunction(() => document.querySelector('[data-testid=time]').textContent.includes('0.000'));
-  await page.waitForTimeout(300);
-  const loaded = await waitForPreviewOf('fadr');
+  const loaded = await waitForPreviewOf('fadr', reloaded + 1);
   fs.writeFileSync(path.join(out, 'preview.png'), loaded);
   await page.screenshot({ path: path.join(out, '3-loaded.png') });
   if (args.screenshot) await page.screenshot({ path: args.screenshot });
@@ -256,7 +262,8 @@ try {
   const fromStudio = decodePng(loaded);
   const difference = differences(fromStudio, fromApply);
   check(difference === null, `studio preview and tessivo apply differ: ${difference}`);
-  check(differences(decodePng(after), fromStudio) === null, 'the loaded patch previews differently from the saved one');
+  fs.writeFileSync(path.join(out, 'after-panel.png'), after);
+  check(differences(decodePng(after), fromStudio) === null, `the loaded patch previews differently from the saved one: ${differences(decodePng(after), fromStudio)}`);
   log('preview after load equals tessivo apply, pixel for pixel');
 
   // A wrong patch file: a clear message, the document kept.
@@ -268,7 +275,9 @@ try {
   check(await page.getByTestId('node-fadr').isVisible(), 'a bad patch replaced the document');
 
   // A lost server: the page says so.
+  const exited = new Promise((resolve) => server.once('exit', resolve));
   server.kill('SIGTERM');
+  await exited;
   await page.getByTestId('node-embs').getByTitle("Preview this node's picture").click();
   await page.getByTestId('lost').waitFor();
   await page.screenshot({ path: path.join(out, '4-lost.png') });
@@ -277,14 +286,14 @@ try {
   failed = true;
   console.error('FAILED:', error.message);
   try {
-    const pages = browser.contexts().flatMap((c) => c.pages());
+    const pages = context ? context.pages() : [];
     if (pages.length) await pages[0].screenshot({ path: path.join(out, 'failure.png') });
   } catch {
     /* no screenshot */
   }
   if (serverOutput) console.error('server said:', serverOutput);
 } finally {
-  await browser.close();
+  if (context) await context.close();
   server.kill('SIGTERM');
   fs.rmSync(profile, { recursive: true, force: true });
 }

@@ -76,6 +76,17 @@ export default function App() {
     })();
   }, [adopt, report]);
 
+  // A server that went away is noticed even while nothing is asked of it.
+  useEffect(() => {
+    if (lost) return undefined;
+    const timer = setInterval(() => {
+      api.state().catch((e) => {
+        if (e instanceof ConnectionLost) setLost(e.message);
+      });
+    }, 3000);
+    return () => clearInterval(timer);
+  }, [lost]);
+
   // A lost connection is retried until the server answers again.
   useEffect(() => {
     if (!lost) return undefined;
@@ -149,7 +160,7 @@ export default function App() {
             id: node.id,
             node,
             module: module || { code: node.module, name: node.module, ports: [], box: null, hasPanel: false },
-            label: module ? `${module.name} · ${node.id}` : `${node.kind} · ${node.id}`,
+            label: module ? (node.id === module.code ? module.name : `${module.name} · ${node.id}`) : node.id,
             title: module ? `${module.name} (${module.code})` : node.kind,
             outputType: outputTypeOf(node),
             previewed: node.id === previewId,
@@ -259,19 +270,21 @@ export default function App() {
   useEffect(() => {
     if (!previewId) return undefined;
     let cancelled = false;
-    const show = (url) => {
+    const shownVersion = version;
+    const show = (url, t) => {
       setFrame((old) => {
-        if (old) URL.revokeObjectURL(old);
-        return url;
+        if (old) URL.revokeObjectURL(old.url);
+        return { url, node: previewId, version: shownVersion, time: t };
       });
     };
     (async () => {
       if (!playing) {
         try {
-          const url = await fetchPreview(previewId, timeRef.current, size[0], size[1], 'png');
+          const t = timeRef.current;
+          const url = await fetchPreview(previewId, t, size[0], size[1], 'png');
           if (cancelled) URL.revokeObjectURL(url);
           else {
-            show(url);
+            show(url, t);
             setPreviewError(null);
           }
         } catch (e) {
@@ -294,7 +307,7 @@ export default function App() {
             URL.revokeObjectURL(url);
             break;
           }
-          show(url);
+          show(url, t);
           setPreviewError(null);
           timeRef.current = t;
           setTime(t);
@@ -358,7 +371,7 @@ export default function App() {
         <button data-testid="save" onClick={async () => { const s = await run(api.save(fileName)); if (s) setFileName(s.file); }}>Save</button>
         <button data-testid="load" onClick={() => confirmDiscard() && run(api.load(fileName))}>Load</button>
         <button data-testid="new" onClick={() => confirmDiscard() && run(api.newPatch())}>New</button>
-        <span className="doc-status" data-testid="doc-status">
+        <span className="doc-status" data-testid="doc-status" data-version={version}>
           {doc ? `${doc.file || 'untitled'}${doc.dirty ? ' — unsaved changes' : ' — saved'}` : 'connecting…'}
         </span>
       </header>
@@ -414,7 +427,7 @@ export default function App() {
             <button data-testid="play" onClick={() => setPlaying((p) => !p)}>{playing ? '❚❚ Pause' : '▶ Play'}</button>
             <button data-testid="step" onClick={() => step(STEP)} title="Next frame">▶|</button>
             <button onClick={() => step(-STEP)} title="Previous frame">|◀</button>
-            <button onClick={() => step(-timeRef.current)} title="Back to 0">⏮</button>
+            <button onClick={() => step(-timeRef.current)} title="Back to 0">|◀◀</button>
             <span className="time" data-testid="time">t = {time.toFixed(3)} s</span>
             <span className="fps" data-testid="fps">{playing && fps ? `${fps.toFixed(1)} fps` : ''}</span>
           </div>
@@ -425,7 +438,10 @@ export default function App() {
             </select>
           </div>
           <div className="preview-frame" style={{ aspectRatio: `${size[0]} / ${size[1]}` }}>
-            {frame && <img src={frame} alt="preview" data-testid="preview-image" />}
+            {frame && (
+              <img src={frame.url} alt="preview" data-testid="preview-image" data-node={frame.node} data-version={frame.version}
+                   data-time={frame.time} />
+            )}
           </div>
           {previewError && <div className="banner error" role="alert" data-testid="preview-error">{previewError}</div>}
         </section>

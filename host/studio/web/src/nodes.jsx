@@ -3,7 +3,7 @@
 import React, { useEffect, useState } from 'react';
 import { Handle, Position } from '@xyflow/react';
 
-export const SCALE = 1.6;
+export const SCALE = 1.8;
 const HEADER = 22;
 
 function portClass(type) {
@@ -57,7 +57,10 @@ function Header({ data, children }) {
         {children}
         {data.outputType === 'image' && (
           <button className="nodrag icon" title="Preview this node's picture" onClick={() => data.onPreview(data.id)}>
-            👁
+            <svg width="12" height="9" viewBox="0 0 12 9" aria-hidden="true">
+              <path d="M0.5 4.5 C3 0.5 9 0.5 11.5 4.5 C9 8.5 3 8.5 0.5 4.5 Z" fill="none" stroke="currentColor" />
+              <circle cx="6" cy="4.5" r="1.8" fill="currentColor" />
+            </svg>
           </button>
         )}
         <button className="nodrag icon" title="Remove" onClick={() => data.onRemove(data.id)}>
