@@ -90,7 +90,7 @@ bool samePixels(const host::Image& a, const host::Image& b) {
 }
 
 TEST_F(StudioApi, PaletteAndPageComeFromTheBundle) {
-  const json palette = ok(request("GET", "/api/palette"));
+  json palette = ok(request("GET", "/api/palette"));
   ASSERT_EQ(palette["modules"].size(), bundle->modules().size() + 1);  // Diffusion builds though unlisted
   const json* fader = nullptr;
   for (const json& module : palette["modules"]) {
@@ -137,7 +137,7 @@ TEST_F(StudioApi, MalformedRequestsAreRefusedWithAMessage) {
   EXPECT_EQ(request("GET", "/api/nodes/nobody/panel").status, 404);
   EXPECT_EQ(request("DELETE", "/api/nodes/nobody").status, 404);
   // Nothing of this reached the document, and the server still answers.
-  const json state = ok(request("GET", "/api/state"));
+  json state = ok(request("GET", "/api/state"));
   EXPECT_TRUE(state["patch"]["nodes"].empty());
   EXPECT_FALSE(state["dirty"].get<bool>());
 }
@@ -173,7 +173,7 @@ TEST_F(StudioApi, WiresOnlyJoinPortsOfTheSameType) {
 
   ok(post("/api/wires", {{"from", scene}, {"to", fade}, {"port", 0}}));
   ok(post("/api/wires", {{"from", amount}, {"to", fade}, {"port", "Fade"}}));
-  const json state = ok(post("/api/wires", {{"from", sw}, {"to", fade}, {"port", "On/Off"}}));
+  json state = ok(post("/api/wires", {{"from", sw}, {"to", fade}, {"port", "On/Off"}}));
   EXPECT_EQ(state["patch"]["wires"].size(), 3u);
   EXPECT_EQ(state["ports"][fade]["Fade"], 2);
   EXPECT_EQ(state["ports"][fade]["On/Off"], 1);
@@ -192,7 +192,7 @@ TEST_F(StudioApi, PanelIsTheModulesOwnAndItsValuesPersist) {
   ok(post("/api/wires", {{"from", amount}, {"to", fade}, {"port", 2}}));
   const host::Image before = preview(fade, 0.0);
 
-  const json panel = ok(request("GET", "/api/nodes/" + fade + "/panel"));
+  json panel = ok(request("GET", "/api/nodes/" + fade + "/panel"));
   EXPECT_EQ(panel["dialog"]["width"], 200);
   EXPECT_EQ(panel["dialog"]["height"], 140);
   int colour = -1, alpha = -1;
@@ -224,15 +224,15 @@ TEST_F(StudioApi, PanelIsTheModulesOwnAndItsValuesPersist) {
   EXPECT_TRUE(samePixels(before, preview(fade, 0.0)));
 
   // OK: the module stores colour and alpha, the node keeps what it saves.
-  const json accepted = ok(post("/api/nodes/" + fade + "/panel",
+  json accepted = ok(post("/api/nodes/" + fade + "/panel",
                                 {{"values", {{{"index", colour}, {"value", "#ff0000"}}, {{"index", alpha}, {"value", "255"}}}},
                                  {"hit", kPanelItemOK}}));
   ASSERT_TRUE(accepted["accepted"].get<bool>());
-  const json node = accepted["state"]["patch"]["nodes"][1];
+  json node = accepted["state"]["patch"]["nodes"][1];
   EXPECT_EQ(node["settings"]["Fader"]["Fade Color"]["value"], 0xFFFF0000u) << node.dump();
   const host::Image after = preview(fade, 0.0);
   EXPECT_EQ(after.pixel(10, 10), 0xFFFF0000u);  // amount 1: the fade colour everywhere
-  const json reopened = ok(request("GET", "/api/nodes/" + fade + "/panel"));
+  json reopened = ok(request("GET", "/api/nodes/" + fade + "/panel"));
   EXPECT_EQ(reopened["controls"][static_cast<size_t>(alpha)]["value"], 255);
   // A source has no panel.
   EXPECT_EQ(request("GET", "/api/nodes/" + scene + "/panel").status, 404);
@@ -246,10 +246,10 @@ TEST_F(StudioApi, PreviewMatchesThePatchBuiltFromTheSavedFile) {
   ok(post("/api/wires", {{"from", scene}, {"to", emboss}, {"port", 0}}));
   ok(post("/api/wires", {{"from", emboss}, {"to", fade}, {"port", 0}}));
   ok(post("/api/wires", {{"from", amount}, {"to", fade}, {"port", 2}}));
-  const json panel = ok(request("GET", "/api/nodes/" + fade + "/panel"));
+  json panel = ok(request("GET", "/api/nodes/" + fade + "/panel"));
   ok(post("/api/nodes/" + fade + "/panel", {{"values", {{{"index", 2}, {"value", "#20c040"}}, {{"index", 3}, {"value", "200"}}}},
                                             {"hit", kPanelItemOK}}));
-  const json saved = ok(post("/api/save", {{"path", "./studio.json"}}));
+  json saved = ok(post("/api/save", {{"path", "./studio.json"}}));
   EXPECT_FALSE(saved["dirty"].get<bool>());
   const host::Image shown = preview(fade, 0.7, "w=160&h=90");
   const host::Image scenePicture = preview(scene, 0.7, "w=160&h=90");
@@ -291,7 +291,7 @@ TEST_F(StudioApi, BadPatchFilesAreRefusedAndTheDocumentKept) {
   EXPECT_EQ(post("/api/load", json::object()).status, 400);
   EXPECT_EQ(post("/api/patch", {{"format", "tessivo-patch"}, {"version", 1}, {"nodes", json::array()}, {"extra", 1}}).status,
             422);
-  const json state = ok(request("GET", "/api/state"));
+  json state = ok(request("GET", "/api/state"));
   EXPECT_EQ(state["patch"]["nodes"].size(), 1u);
   EXPECT_TRUE(state["dirty"].get<bool>());
   EXPECT_EQ(state["file"], "");
@@ -310,7 +310,7 @@ TEST_F(StudioApi, SavingElsewhereKeepsStillsAndLoadingRestores) {
   const host::Image first = preview(flash, 0.0, "w=32&h=18");
   ok(post("/api/new", json::object()));
   EXPECT_TRUE(ok(request("GET", "/api/state"))["patch"]["nodes"].empty());
-  const json loaded = ok(post("/api/load", {{"path", "patches/p.json"}}));
+  json loaded = ok(post("/api/load", {{"path", "patches/p.json"}}));
   EXPECT_FALSE(loaded["dirty"].get<bool>());
   EXPECT_EQ(loaded["patch"]["nodes"].size(), 2u);
   EXPECT_TRUE(samePixels(first, preview(flash, 0.0, "w=32&h=18")));
