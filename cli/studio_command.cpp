@@ -41,7 +41,7 @@ void runStudio(const GlobalOptions& global, const StudioOptions& options) {
       if (fs::exists(options.patch, error))
         studio.load(options.patch);
       else
-        studio.save(options.patch);  // a new patch, saved where the user asked
+        studio.nameFile(options.patch);  // a new patch, written on the first save
     } catch (const studio::StudioError& failure) {
       throw CliError(failure.what());
     }

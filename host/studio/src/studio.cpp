@@ -441,6 +441,16 @@ json Studio::save(const std::string& path) {
   return stateLocked();
 }
 
+json Studio::nameFile(const std::string& path) {
+  std::lock_guard lock(mutex_);
+  const fs::path file = resolve(path);
+  std::error_code error;
+  if (!fs::is_directory(fs::absolute(file).parent_path(), error))
+    throw StudioError(422, fmt::format("{}: its folder does not exist", file.string()));
+  file_ = file;
+  return stateLocked();
+}
+
 json Studio::replace(const json& document, const std::string& source) {
   std::lock_guard lock(mutex_);
   host::Patch patch;

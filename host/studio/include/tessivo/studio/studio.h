@@ -88,6 +88,9 @@ class Studio {
   nlohmann::json newPatch();
   nlohmann::json load(const std::string& path);
   nlohmann::json save(const std::string& path);  // empty: the file last loaded or saved
+  // Names the file the empty document will be saved to, without writing it
+  // (`tessivo studio new.json`). Refused when its folder does not exist.
+  nlohmann::json nameFile(const std::string& path);
   // Replaces the document by a patch given as JSON (as a file holds it).
   nlohmann::json replace(const nlohmann::json& patch, const std::string& source);
 
