@@ -1,12 +1,12 @@
 // The studio page: palette, patch canvas, preview with transport, file bar.
 // Everything it shows comes from the server; it computes no effect itself.
-import React, { useCallback, useEffect, useMemo, useRef, useState } from 'react';
+import React, { useCallback, useEffect, useMemo, useState } from 'react';
 import { Background, Controls, ReactFlow, useEdgesState, useNodesState, useReactFlow } from '@xyflow/react';
-import { api, ConnectionLost, fetchPreview } from './api.js';
+import { api, ConnectionLost } from './api.js';
+import PreviewPane from './PreviewPane.jsx';
 import { nodeTypes } from './nodes.jsx';
 import Panel from './Panel.jsx';
 
-const STEP = 1 / 25;
 const SOURCE_TYPES = { 'test-scene': 'image', still: 'image', video: 'image', 'image-sequence': 'image', control: 'control', 'on-off': 'on-off' };
 
 function moduleOutput(module) {
@@ -20,21 +20,13 @@ export default function App() {
   const [error, setError] = useState(null);
   const [lost, setLost] = useState(null);
   const [previewId, setPreviewId] = useState(null);
-  const [playing, setPlaying] = useState(false);
-  const [time, setTime] = useState(0);
-  const [frame, setFrame] = useState(null);
-  const [previewError, setPreviewError] = useState(null);
-  const [fps, setFps] = useState(null);
-  const [size, setSize] = useState([640, 360]);
   const [panel, setPanel] = useState(null);
   const [panelBusy, setPanelBusy] = useState(false);
   const [fileName, setFileName] = useState('');
   const [version, setVersion] = useState(0);
-  const [stepCount, setStepCount] = useState(0);
   const [nodes, setNodes, onNodesChange] = useNodesState([]);
   const [edges, setEdges, onEdgesChange] = useEdgesState([]);
   const { screenToFlowPosition } = useReactFlow();
-  const timeRef = useRef(0);
 
   const report = useCallback((e) => {
     if (e instanceof ConnectionLost) setLost(e.message);
@@ -266,79 +258,6 @@ export default function App() {
     [addNode, screenToFlowPosition],
   );
 
-  // Preview: one request in flight; JPEG frames while playing, an exact PNG when paused.
-  useEffect(() => {
-    if (!previewId) return undefined;
-    let cancelled = false;
-    const shownVersion = version;
-    const show = (url, t) => {
-      setFrame((old) => {
-        if (old) URL.revokeObjectURL(old.url);
-        return { url, node: previewId, version: shownVersion, time: t };
-      });
-    };
-    (async () => {
-      if (!playing) {
-        try {
-          const t = timeRef.current;
-          const url = await fetchPreview(previewId, t, size[0], size[1], 'png');
-          if (cancelled) URL.revokeObjectURL(url);
-          else {
-            show(url, t);
-            setPreviewError(null);
-          }
-        } catch (e) {
-          if (!cancelled) {
-            if (e instanceof ConnectionLost) setLost(e.message);
-            setPreviewError(e.message);
-          }
-        }
-        return;
-      }
-      const wallStart = performance.now();
-      const timeStart = timeRef.current;
-      let count = 0;
-      let windowStart = performance.now();
-      while (!cancelled) {
-        const t = timeStart + (performance.now() - wallStart) / 1000;
-        try {
-          const url = await fetchPreview(previewId, t, size[0], size[1], 'jpeg');
-          if (cancelled) {
-            URL.revokeObjectURL(url);
-            break;
-          }
-          show(url, t);
-          setPreviewError(null);
-          timeRef.current = t;
-          setTime(t);
-          count += 1;
-          const now = performance.now();
-          if (now - windowStart >= 1000) {
-            setFps((count * 1000) / (now - windowStart));
-            count = 0;
-            windowStart = now;
-          }
-        } catch (e) {
-          if (cancelled) break;
-          if (e instanceof ConnectionLost) setLost(e.message);
-          setPreviewError(e.message);
-          await new Promise((r) => setTimeout(r, 500));
-        }
-      }
-    })();
-    return () => {
-      cancelled = true;
-    };
-  }, [previewId, playing, version, size, stepCount]);
-
-  const step = (delta) => {
-    setPlaying(false);
-    const t = Math.max(0, Math.round((timeRef.current + delta) / STEP) * STEP);
-    timeRef.current = t;
-    setTime(t);
-    setStepCount((n) => n + 1);
-  };
-
   const confirmDiscard = () => !(doc && doc.dirty) || window.confirm('The patch has unsaved changes. Discard them?');
 
   const answerPanel = async (values, item) => {
@@ -422,29 +341,7 @@ export default function App() {
             <Controls />
           </ReactFlow>
         </div>
-        <section className="preview">
-          <div className="transport">
-            <button data-testid="play" onClick={() => setPlaying((p) => !p)}>{playing ? '❚❚ Pause' : '▶ Play'}</button>
-            <button data-testid="step" onClick={() => step(STEP)} title="Next frame">▶|</button>
-            <button onClick={() => step(-STEP)} title="Previous frame">|◀</button>
-            <button onClick={() => step(-timeRef.current)} title="Back to 0">|◀◀</button>
-            <span className="time" data-testid="time">t = {time.toFixed(3)} s</span>
-            <span className="fps" data-testid="fps">{playing && fps ? `${fps.toFixed(1)} fps` : ''}</span>
-          </div>
-          <div className="preview-title">
-            Preview: <strong data-testid="preview-node">{previewId || 'none'}</strong>
-            <select value={size.join('x')} onChange={(e) => setSize(e.target.value.split('x').map(Number))} aria-label="Preview size">
-              {['320x180', '640x360', '960x540', '1280x720'].map((s) => <option key={s} value={s}>{s.replace('x', '×')}</option>)}
-            </select>
-          </div>
-          <div className="preview-frame" style={{ aspectRatio: `${size[0]} / ${size[1]}` }}>
-            {frame && (
-              <img src={frame.url} alt="preview" data-testid="preview-image" data-node={frame.node} data-version={frame.version}
-                   data-time={frame.time} />
-            )}
-          </div>
-          {previewError && <div className="banner error" role="alert" data-testid="preview-error">{previewError}</div>}
-        </section>
+        <PreviewPane previewId={previewId} version={version} onLost={setLost} />
       </div>
       {panel && <Panel key={panel.key} panel={panel.data} message={panel.message} busy={panelBusy} onButton={answerPanel} />}
     </div>
