@@ -38,6 +38,13 @@ await post('api/nodes', { kind: 'control', value: '0.5 + 0.5*sin(2*pi*t/4)', pos
 await post('api/wires', { from: 'scene', to: 'embs', port: 0 });
 await post('api/wires', { from: 'embs', to: 'fadr', port: 0 });
 await post('api/wires', { from: 'control', to: 'fadr', port: 'Fade' });
+// Emboss's panel: popups "Effect" (Stonify) and "Strongness" (Strong), looked up by caption.
+const panel = await (await fetch(`${url}api/nodes/embs/panel`)).json();
+const popup = (caption, label) => {
+  const control = panel.controls.find((c) => c.caption === caption);
+  return { index: control.index, value: String(control.entries.find((e) => e.label === label).value) };
+};
+await post('api/nodes/embs/panel', { values: [popup('Effect', 'Stonify'), popup('Strongness', 'Strong')], hit: 1 });
 await post('api/nodes/fadr/panel', { values: [{ index: 2, value: '#2040c0' }, { index: 3, value: '255' }], hit: 1 });
 
 const profile = fs.mkdtempSync(path.join(os.tmpdir(), 'tessivo-studio-fps-profile-'));
@@ -54,6 +61,7 @@ try {
   await page.getByTestId('node-fadr').getByTitle("Preview this node's picture").click();
   await page.getByTestId('play').click();
   const rates = [];
+  // The picture in the screenshot: Fader's fade colour half in.
   for (let s = 0; s < Number(args.seconds); s++) {
     await page.waitForTimeout(1000);
     const text = await page.getByTestId('fps').textContent();
