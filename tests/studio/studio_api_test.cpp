@@ -216,6 +216,7 @@ TEST_F(StudioApi, PanelIsTheModulesOwnAndItsValuesPersist) {
   EXPECT_EQ(post("/api/nodes/" + fade + "/panel", {{"values", {{{"index", 0}, {"value", "x"}}}}, {"hit", 1}}).status,
             422);  // a static text
   EXPECT_EQ(post("/api/nodes/" + fade + "/panel", {{"values", json::array()}}).status, 400);
+  EXPECT_EQ(post("/api/nodes/" + fade + "/panel", {{"hit", 99999999999}}).status, 400);
   // Cancel changes nothing either.
   json cancelled = ok(post("/api/nodes/" + fade + "/panel",
                            {{"values", {{{"index", colour}, {"value", "#ff0000"}}}}, {"hit", kPanelItemCancel}}));
@@ -263,6 +264,12 @@ TEST_F(StudioApi, PreviewMatchesThePatchBuiltFromTheSavedFile) {
   const auto rendered = graph.renderFrame(built.output, 0.7, 160, 90);
   EXPECT_TRUE(samePixels(shown, *rendered));
 
+  // A module that cannot render says so, and the server goes on.
+  const std::string alone = add({{"kind", "module"}, {"module", "fadr"}});
+  Answer failed = request("GET", "/api/preview/" + alone);
+  EXPECT_EQ(failed.status, 500);
+  EXPECT_NE(failed.body["error"].get<std::string>().find("Fader failed to render"), std::string::npos) << failed.body.dump();
+  EXPECT_TRUE(samePixels(shown, preview(fade, 0.7, "w=160&h=90")));
   // A control gives no picture.
   EXPECT_EQ(request("GET", "/api/preview/" + amount).status, 422);
   // JPEG frames while playing.

@@ -176,6 +176,10 @@ try {
     await page.mouse.move(b.x + b.width / 2, b.y + b.height / 2, { steps: 12 });
     await page.mouse.up();
   };
+  // Fader with nothing wired cannot render: the preview says so.
+  await page.getByTestId('node-fadr').getByTitle("Preview this node's picture").click();
+  const renderError = await page.getByTestId('preview-error').textContent();
+  check(renderError.includes('Fader failed to render'), `unclear render failure: ${renderError}`);
   // A picture into a control input is refused by the page.
   await wire('port-still-out', 'port-fadr-in-2');
   await wire('port-still-out', 'port-embs-in-0');

@@ -11,6 +11,7 @@
 #include <fmt/format.h>
 
 #include <cmath>
+#include <cstdint>
 #include <set>
 #include <utility>
 
@@ -359,7 +360,8 @@ json Studio::answerPanel(const std::string& id, const json& request) {
   host::Instance& instance = built_->graph.instance(node->second);
   if (!instance.hasPanel()) throw StudioError(422, fmt::format("{} has no settings panel", instance.name()));
   const json* hit = field(request, "hit", json::value_t::number_integer, true);
-  if (!hit->is_number_integer()) throw StudioError(400, "\"hit\" must be an item number");
+  if (hit->get<int64_t>() < INT32_MIN || hit->get<int64_t>() > INT32_MAX)
+    throw StudioError(400, "\"hit\" must be an item number");
   std::vector<std::pair<size_t, std::string>> values;
   if (const json* list = field(request, "values", json::value_t::array, false)) {
     for (const json& entry : *list) {
