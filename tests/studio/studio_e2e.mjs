@@ -158,7 +158,13 @@ try {
   const page = context.pages()[0] || (await context.newPage());
   page.setDefaultTimeout(20000);
   page.on('pageerror', (e) => log('page error:', e.message));
-  page.on('dialog', (dialog) => (dialog.type() === 'prompt' ? dialog.accept('input.png') : dialog.accept()));
+  let confirmAnswer = true;
+  const asked = [];
+  page.on('dialog', (dialog) => {
+    asked.push(dialog.message());
+    if (dialog.type() === 'prompt') return dialog.accept('input.png');
+    return confirmAnswer ? dialog.accept() : dialog.dismiss();
+  });
   await page.goto(url);
   await page.getByTestId('palette-fadr').waitFor();
 
@@ -185,6 +191,8 @@ try {
   await wire('port-still-out', 'port-embs-in-0');
   await wire('port-embs-out-2', 'port-fadr-in-0');
   await page.waitForFunction(() => document.querySelectorAll('.react-flow__edge').length === 2);
+  // The page itself refused the picture-to-control wire: the server never had to say no.
+  check(!(await page.getByTestId('error').isVisible()), 'the page let an incompatible wire through to the server');
   const state = await (await page.request.get(`${url}api/state`)).json();
   check(JSON.stringify(state.patch.wires.map((w) => [w.from, w.to, String(w.port)])) === '[["still","embs","0"],["embs","fadr","0"]]',
         `unexpected wires ${JSON.stringify(state.patch.wires)}`);
@@ -235,6 +243,13 @@ try {
   const after = await waitForPreviewOf('fadr', unchanged + 1);
   check(differences(decodePng(before), decodePng(after)) !== null, 'the setting did not change the preview');
   log('panel setting changed the preview');
+
+  // Unsaved work: New asks first, and No keeps everything.
+  confirmAnswer = false;
+  await page.getByTestId('new').click();
+  check(asked.some((m) => m.includes('unsaved changes')), `New did not ask before discarding: ${asked}`);
+  check(await page.getByTestId('node-fadr').isVisible(), 'New discarded unsaved work after No');
+  confirmAnswer = true;
 
   // Play a while: the frame rate the page measured.
   await page.getByTestId('play').click();
