@@ -478,7 +478,15 @@ EncodedFrame Studio::preview(const std::string& id, double time, uint32_t width,
   try {
     image = built_->graph.renderFrame(node->second, time, width, height, host::kARGB32);
   } catch (const host::HostError& error) {
-    throw StudioError(500, error.what());
+    // The usual reason, said in the person's terms.
+    std::string unwired;
+    if (built_->graph.isModule(node->second))
+      for (const host::PortInfo& port : built_->graph.instance(node->second).ports())
+        if (port.direction == kPortInput && port.type == kTypeImage &&
+            !built_->graph.instance(node->second).inputConnected(port.index))
+          unwired += fmt::format("{}\"{}\"", unwired.empty() ? "" : ", ", port.longName);
+    throw StudioError(500, unwired.empty() ? std::string(error.what())
+                                           : fmt::format("{} (nothing is wired to {})", error.what(), unwired));
   }
   if (image == nullptr || image->empty()) throw StudioError(500, fmt::format("node \"{}\" rendered no picture", id));
   return encodeFrame(*image, format);
