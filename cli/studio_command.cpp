@@ -75,7 +75,13 @@ void runStudio(const GlobalOptions& global, const StudioOptions& options) {
     pthread_kill(waiter.native_handle(), SIGTERM);
     waiter.join();
   }
-  if (studio.dirty()) warn("the studio stopped with unsaved changes");
+  // Unsaved work is never dropped on the way out.
+  try {
+    const std::filesystem::path kept = studio.keepUnsaved();
+    if (!kept.empty()) warn(fmt::format("the studio stopped with unsaved changes; they are kept in {}", kept.string()));
+  } catch (const studio::StudioError& failure) {
+    throw CliError(fmt::format("the studio stopped with unsaved changes that could not be kept: {}", failure.what()));
+  }
 }
 
 }  // namespace

@@ -324,6 +324,18 @@ TEST_F(StudioApi, SavingElsewhereKeepsStillsAndLoadingRestores) {
   EXPECT_TRUE(samePixels(first, preview(flash, 0.0, "w=32&h=18")));
   EXPECT_TRUE(samePixels(picture, preview(still, 0.0, "w=32&h=18")));
   EXPECT_EQ(post("/api/save", {{"path", "no/such/folder/p.json"}}).status, 422);
+
+  // Unsaved changes are kept beside the patch on the way out, never over another file.
+  EXPECT_TRUE(studio->keepUnsaved().empty());  // nothing unsaved
+  ok(post("/api/nodes/" + still, {{"position", {5, 5}}}));
+  writeText(scratch / "patches/p.unsaved.json", "someone's file");
+  const std::filesystem::path kept = studio->keepUnsaved();
+  EXPECT_EQ(kept, scratch / "patches/p.unsaved-2.json");
+  EXPECT_EQ(host::testing::readText(scratch / "patches/p.unsaved.json"), "someone's file");
+  const host::Patch unsaved = host::loadPatch(kept);
+  EXPECT_EQ(unsaved.find(still)->position, std::make_optional(std::pair(5.0, 5.0)));
+  EXPECT_EQ(unsaved.find(still)->path, "../picture.png");
+  EXPECT_TRUE(ok(request("GET", "/api/state"))["dirty"].get<bool>());
 }
 
 }  // namespace

@@ -421,10 +421,7 @@ json Studio::load(const std::string& path) {
   return stateLocked();
 }
 
-json Studio::save(const std::string& path) {
-  std::lock_guard lock(mutex_);
-  const fs::path file = path.empty() ? file_ : resolve(path);
-  if (file.empty()) throw StudioError(400, "no file name given");
+host::Patch Studio::writeLocked(const fs::path& file) const {
   // Stills stay where they are: relative paths follow the patch to its new folder.
   host::Patch saved = patch_;
   const fs::path from = fs::absolute(folder()), to = fs::absolute(file).parent_path();
@@ -437,10 +434,33 @@ json Studio::save(const std::string& path) {
   } catch (const host::HostError& error) {
     throw StudioError(422, error.what());
   }
-  patch_ = std::move(saved);
+  return saved;
+}
+
+json Studio::save(const std::string& path) {
+  std::lock_guard lock(mutex_);
+  const fs::path file = path.empty() ? file_ : resolve(path);
+  if (file.empty()) throw StudioError(400, "no file name given");
+  patch_ = writeLocked(file);
   file_ = file;
   dirty_ = false;
   return stateLocked();
+}
+
+fs::path Studio::keepUnsaved() const {
+  std::lock_guard lock(mutex_);
+  if (!dirty_) return {};
+  const fs::path folderOfFile = file_.empty() ? workFolder_ : file_.parent_path();
+  const std::string stem = file_.empty() ? std::string("untitled") : file_.stem().string();
+  std::error_code error;
+  for (int n = 1;; ++n) {
+    const fs::path candidate =
+        folderOfFile / (n == 1 ? stem + ".unsaved.json" : fmt::format("{}.unsaved-{}.json", stem, n));
+    if (!fs::exists(candidate, error)) {
+      writeLocked(candidate);
+      return candidate;
+    }
+  }
 }
 
 json Studio::nameFile(const std::string& path) {

@@ -98,12 +98,19 @@ class Studio {
   EncodedFrame preview(const std::string& id, double time, uint32_t width, uint32_t height, FrameFormat format);
 
   bool dirty() const;
+  // When there are unsaved changes, writes them beside the patch file (or in
+  // the work folder) as NAME.unsaved.json, never over an existing file, and
+  // returns that path; empty when nothing needed keeping. The document itself
+  // stays as it was.
+  std::filesystem::path keepUnsaved() const;
 
  private:
   struct Built;
   // Builds candidate into a fresh graph; on success it becomes the document.
   void commit(host::Patch candidate, bool markDirty, const std::string& source = "patch");
   nlohmann::json stateLocked() const;
+  // Writes the patch to file with its stills' paths made relative to it; returns what was written.
+  host::Patch writeLocked(const std::filesystem::path& file) const;
   std::filesystem::path folder() const;  // where the patch's relative stills are
   std::filesystem::path resolve(const std::string& path) const;
 
