@@ -224,6 +224,14 @@ TEST_F(StudioApi, PanelIsTheModulesOwnAndItsValuesPersist) {
   EXPECT_FALSE(ok(request("GET", "/api/state"))["dirty"].get<bool>() && false);
   EXPECT_TRUE(samePixels(before, preview(fade, 0.0)));
 
+  // An item the module does not act on: it asks again, and the page gets the panel as it then stands.
+  json other = ok(post("/api/nodes/" + fade + "/panel", {{"values", {{{"index", alpha}, {"value", "17"}}}}, {"hit", 7}}));
+  EXPECT_FALSE(other["accepted"].get<bool>());
+  ASSERT_TRUE(other.contains("panel")) << other.dump();
+  EXPECT_EQ(other["panel"]["controls"][static_cast<size_t>(alpha)]["value"], 17);
+  EXPECT_FALSE(other.contains("message"));
+  EXPECT_TRUE(samePixels(before, preview(fade, 0.0)));
+
   // OK: the module stores colour and alpha, the node keeps what it saves.
   json accepted = ok(post("/api/nodes/" + fade + "/panel",
                                 {{"values", {{{"index", colour}, {"value", "#ff0000"}}, {{"index", alpha}, {"value", "255"}}}},
