@@ -84,13 +84,14 @@ export default function App() {
     if (!lost) return undefined;
     const timer = setInterval(async () => {
       try {
+        if (!palette) setPalette(await api.palette());
         adopt(await api.state());
       } catch {
         /* still lost */
       }
     }, 2000);
     return () => clearInterval(timer);
-  }, [lost, adopt]);
+  }, [lost, adopt, palette]);
 
   // Never lose unsaved work to a closed tab.
   useEffect(() => {
