@@ -316,6 +316,10 @@ TEST_F(StudioApi, BadPatchFilesAreRefusedAndTheDocumentKept) {
 TEST_F(StudioApi, SavingElsewhereKeepsStillsAndLoadingRestores) {
   host::Image picture = host::testing::patterned(32, 18, host::kARGB32);
   host::writePng(scratch / "picture.png", picture);
+  writeText(scratch / "notes.txt", "not a picture");
+  std::filesystem::create_directories(scratch / "folder.png");
+  host::writePng(scratch / "UPPER.PNG", picture);
+  EXPECT_EQ(ok(request("GET", "/api/pictures")), json({"UPPER.PNG", "picture.png"}));  // no folders, no other files
   const std::string still = add({{"kind", "still"}, {"path", "picture.png"}});
   EXPECT_EQ(post("/api/nodes", {{"kind", "still"}, {"path", "nothing.png"}}).status, 422);
   const std::string flash = add({{"kind", "module"}, {"module", "flsh"}});
@@ -323,6 +327,7 @@ TEST_F(StudioApi, SavingElsewhereKeepsStillsAndLoadingRestores) {
   std::filesystem::create_directories(scratch / "patches");
   ok(post("/api/save", {{"path", "patches/p.json"}}));
   EXPECT_EQ(host::loadPatch(scratch / "patches/p.json").find(still)->path, "../picture.png");
+  EXPECT_EQ(ok(request("GET", "/api/pictures")), json::array());  // the patch's folder now
   const host::Image first = preview(flash, 0.0, "w=32&h=18");
   ok(post("/api/new", json::object()));
   EXPECT_TRUE(ok(request("GET", "/api/state"))["patch"]["nodes"].empty());

@@ -82,6 +82,7 @@ uint32_t sizeParam(const httplib::Request& request, const char* name, uint32_t f
 void Server::Impl::routes() {
   Studio& s = studio;
   http.Get("/api/palette", api([&s](const httplib::Request&, httplib::Response& res) { sendJson(res, s.palette()); }));
+  http.Get("/api/pictures", api([&s](const httplib::Request&, httplib::Response& res) { sendJson(res, s.pictures()); }));
   http.Get("/api/state", api([&s](const httplib::Request&, httplib::Response& res) { sendJson(res, s.state()); }));
   http.Post("/api/nodes", api([&s](const httplib::Request& req, httplib::Response& res) {
     sendJson(res, s.addNode(parseBody(req)));

@@ -10,6 +10,8 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
+#include <cctype>
 #include <cmath>
 #include <cstdint>
 #include <set>
@@ -390,6 +392,19 @@ json Studio::answerPanel(const std::string& id, const json& request) {
       result["message"] = fmt::format("{} did not accept these settings", instance.name());
   }
   return result;
+}
+
+json Studio::pictures() const {
+  std::lock_guard lock(mutex_);
+  std::vector<std::string> names;
+  std::error_code error;
+  for (fs::directory_iterator it(folder(), error), end; !error && it != end && names.size() < 500; it.increment(error)) {
+    std::string extension = it->path().extension().string();
+    for (char& c : extension) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+    if (extension == ".png" && it->is_regular_file(error)) names.push_back(it->path().filename().string());
+  }
+  std::sort(names.begin(), names.end());
+  return names;
 }
 
 json Studio::newPatch() {

@@ -26,7 +26,7 @@ export default function App() {
   const [version, setVersion] = useState(0);
   const [nodes, setNodes, onNodesChange] = useNodesState([]);
   const [edges, setEdges, onEdgesChange] = useEdgesState([]);
-  const { screenToFlowPosition } = useReactFlow();
+  const { screenToFlowPosition, fitView } = useReactFlow();
 
   const report = useCallback((e) => {
     if (e instanceof ConnectionLost) setLost(e.message);
@@ -105,6 +105,12 @@ export default function App() {
     document.title = `${doc && doc.dirty ? '• ' : ''}Tessivo studio — ${(doc && doc.file) || 'untitled'}`;
     return () => window.removeEventListener('beforeunload', guard);
   }, [doc]);
+
+  // PNG files beside the patch, offered for stills.
+  const [pictures, setPictures] = useState([]);
+  useEffect(() => {
+    api.pictures().then(setPictures, () => {});
+  }, [version]);
 
   const modules = useMemo(() => {
     const map = {};
@@ -289,7 +295,11 @@ export default function App() {
         <input className="file-name" aria-label="Patch file" data-testid="file-name" value={fileName}
                onChange={(e) => setFileName(e.target.value)} />
         <button data-testid="save" onClick={async () => { const s = await run(api.save(fileName)); if (s) setFileName(s.file); }}>Save</button>
-        <button data-testid="load" onClick={() => confirmDiscard() && run(api.load(fileName))}>Load</button>
+        <button data-testid="load" onClick={async () => {
+          if (!confirmDiscard()) return;
+          // A loaded patch is shown whole, wherever its nodes were placed.
+          if (await run(api.load(fileName))) setTimeout(() => fitView({ padding: 0.2, maxZoom: 1 }), 50);
+        }}>Load</button>
         <button data-testid="new" onClick={() => confirmDiscard() && run(api.newPatch())}>New</button>
         <span className="doc-status" data-testid="doc-status" data-version={version}>
           {doc ? `${doc.file || 'untitled'}${doc.dirty ? ' — unsaved changes' : ' — saved'}` : 'connecting…'}
@@ -344,6 +354,9 @@ export default function App() {
         </div>
         <PreviewPane previewId={previewId} version={version} onLost={setLost} />
       </div>
+      <datalist id="studio-pictures">
+        {pictures.map((name) => <option key={name} value={name} />)}
+      </datalist>
       {panel && <Panel key={panel.key} panel={panel.data} message={panel.message} busy={panelBusy} onButton={answerPanel} />}
     </div>
   );

@@ -26,6 +26,7 @@ async function call(method, path, body) {
 export const api = {
   palette: () => call('GET', '/api/palette'),
   state: () => call('GET', '/api/state'),
+  pictures: () => call('GET', '/api/pictures'),
   addNode: (node) => call('POST', '/api/nodes', node),
   updateNode: (id, changes) => call('POST', `/api/nodes/${encodeURIComponent(id)}`, changes),
   removeNode: (id) => call('DELETE', `/api/nodes/${encodeURIComponent(id)}`),

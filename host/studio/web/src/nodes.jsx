@@ -96,7 +96,7 @@ export function ModuleNode({ data }) {
 }
 
 // Edits a text value, committed on Enter or when the field loses focus.
-function CommitField({ value, onCommit, className, placeholder, testid }) {
+function CommitField({ value, onCommit, className, placeholder, testid, list }) {
   const [text, setText] = useState(value);
   useEffect(() => setText(value), [value]);
   return (
@@ -104,6 +104,7 @@ function CommitField({ value, onCommit, className, placeholder, testid }) {
       className={`nodrag ${className || ''}`}
       value={text}
       placeholder={placeholder}
+      list={list}
       data-testid={testid}
       onChange={(e) => setText(e.target.value)}
       onKeyDown={(e) => e.key === 'Enter' && e.currentTarget.blur()}
@@ -132,7 +133,7 @@ export function SourceNode({ data }) {
   let body = null;
   if (node.kind === 'still') {
     body = (
-      <CommitField value={node.path || ''} placeholder="picture.png" testid={`path-${data.id}`}
+      <CommitField value={node.path || ''} placeholder="picture.png" testid={`path-${data.id}`} list="studio-pictures"
                    onCommit={(path) => data.onUpdate(data.id, { path })} />
     );
   } else if (node.kind === 'control') {
