@@ -117,5 +117,6 @@ void addPanelCommand(CLI::App& app, GlobalOptions& options);
 void addDemoCommand(CLI::App& app, GlobalOptions& options);
 void addRenderCommand(CLI::App& app, GlobalOptions& options);
 void addPatchCommand(CLI::App& app, GlobalOptions& options);
+void addStudioCommand(CLI::App& app, GlobalOptions& options);
 
 }  // namespace tessivo::cli

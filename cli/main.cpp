@@ -30,6 +30,7 @@ int main(int argc, char** argv) {
   addRenderCommand(app, options);
   addPatchCommand(app, options);
   addPanelCommand(app, options);
+  addStudioCommand(app, options);
   addDemoCommand(app, options);
 
   // Where a mistake on the command line sends the user: the subcommand's help when there is one.

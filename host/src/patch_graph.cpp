@@ -58,7 +58,7 @@ void setNodeSetting(Patch& patch, Bundle& bundle, std::string_view id, std::stri
 }
 
 PatchGraph buildPatchGraph(Graph& graph, const Patch& patch, const std::filesystem::path& folder,
-                           std::string_view source) {
+                           std::string_view source, bool requireOutput) {
   auto fail = [&](const PatchNode& node, std::string_view field, const std::string& what) -> HostError {
     return HostError(fmt::format("{}: {}: field \"{}\": {}", source, nodeWhere(node), field, what));
   };
@@ -122,6 +122,7 @@ PatchGraph buildPatchGraph(Graph& graph, const Patch& patch, const std::filesyst
   }
 
   const std::string output = patch.outputId();
+  if (output.empty() && !requireOutput) return built;
   if (output.empty()) throw HostError(fmt::format("{}: field \"output\": expected a node, and no module node exists", source));
   const auto outputNode = built.nodes.find(output);
   if (outputNode == built.nodes.end())

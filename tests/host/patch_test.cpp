@@ -121,5 +121,24 @@ TEST_F(PatchTest, AHandEditedPatchWithErrorsNamesTheNodeTheFieldAndWhatWasExpect
   }
 }
 
+// An editor builds a patch still being made: sources without any module yet.
+TEST_F(PatchTest, APatchWithoutModulesBuildsOnlyWhenNoOutputIsRequired) {
+  Patch patch;
+  patch.add(newSourceNode("scene", PatchNodeKind::TestScene));
+  patch.add(newControlNode("amount", "0.5"));
+  Graph graph(*bundle);
+  EXPECT_THAT(testing::errorOf([&] { buildPatchGraph(graph, patch, folder.path, "p.json"); }),
+              ::testing::HasSubstr("no module node exists"));
+  Graph editing(*bundle);
+  const PatchGraph built = buildPatchGraph(editing, patch, folder.path, "p.json", false);
+  ASSERT_EQ(built.nodes.size(), 2u);
+  EXPECT_EQ(editing.renderFrame(built.nodes.at("scene"), 0.0, 8, 6)->width(), 8u);
+  // A named output is still checked.
+  patch.output = "amount";
+  Graph named(*bundle);
+  EXPECT_THAT(testing::errorOf([&] { buildPatchGraph(named, patch, folder.path, "p.json", false); }),
+              ::testing::HasSubstr("expected a node that gives an image"));
+}
+
 }  // namespace
 }  // namespace tessivo::host

@@ -118,7 +118,9 @@ struct PatchGraph {
 // Adds the patch's nodes and wires to graph (usually empty). Stills are read
 // relative to folder. Throws HostError "<source>: node \"x\": field \"y\": ..."
 // for an unknown module, port, wrong wire type, loop, bad expression or unreadable still.
+// With requireOutput false, a patch still being edited may have no module
+// node yet: its sources are built and output stays 0 (a named output is still checked).
 PatchGraph buildPatchGraph(Graph& graph, const Patch& patch, const std::filesystem::path& folder,
-                           std::string_view source);
+                           std::string_view source, bool requireOutput = true);
 
 }  // namespace tessivo::host
