@@ -13,7 +13,7 @@ packages=(
   libavformat-dev libavfilter-dev libavcodec-dev libswscale-dev libavutil-dev libmuparser-dev
   clang libclang-rt-14-dev
   libedit-dev
-  libcpp-httplib-dev libjpeg-dev chromium
+  libcpp-httplib-dev chromium
 )
 # The studio's page is built with npm; Node and npm come from Debian when absent.
 command -v npm >/dev/null 2>&1 || packages+=(nodejs npm)

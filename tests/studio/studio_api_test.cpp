@@ -69,7 +69,7 @@ class StudioApi : public ::testing::Test {
     if (!result || result->status != 200) return {};
     EXPECT_EQ(result->get_header_value("Content-Type"), "image/png");
     writeText(scratch / "frame.png", result->body);
-    return host::readPng(scratch / "frame.png");
+    return host::readImage(scratch / "frame.png");
   }
 
   ScratchFolder scratch;
@@ -315,10 +315,10 @@ TEST_F(StudioApi, BadPatchFilesAreRefusedAndTheDocumentKept) {
 
 TEST_F(StudioApi, SavingElsewhereKeepsStillsAndLoadingRestores) {
   host::Image picture = host::testing::patterned(32, 18, host::kARGB32);
-  host::writePng(scratch / "picture.png", picture);
+  host::writeImage(scratch / "picture.png", picture);
   writeText(scratch / "notes.txt", "not a picture");
   std::filesystem::create_directories(scratch / "folder.png");
-  host::writePng(scratch / "UPPER.PNG", picture);
+  host::writeImage(scratch / "UPPER.PNG", picture);
   EXPECT_EQ(ok(request("GET", "/api/pictures")), json({"UPPER.PNG", "picture.png"}));  // no folders, no other files
   const std::string still = add({{"kind", "still"}, {"path", "picture.png"}});
   EXPECT_EQ(post("/api/nodes", {{"kind", "still"}, {"path", "nothing.png"}}).status, 422);

@@ -128,8 +128,8 @@ class Studio {
   nlohmann::json palette_;
 };
 
-// PNG or JPEG of a host image (ARGB or grey), in memory. PNG keeps alpha as
-// writePng does; JPEG drops it.
+// PNG or JPEG of a host image (ARGB or grey), in memory. PNG keeps alpha;
+// JPEG drops it.
 EncodedFrame encodeFrame(const host::Image& image, FrameFormat format);
 
 // The HTTP side: the page's files from webRoot and the JSON API under /api.
