@@ -11,7 +11,7 @@
 #include "tessivo/host/control_expression.h"
 #include "tessivo/host/error.h"
 #include "tessivo/host/user_values.h"
-#include "value_text.h"
+#include "settings/value_text.h"
 
 namespace {
 

@@ -1,7 +1,7 @@
 // SettingsStore: typed groups and the SettingsTable that serves them to the bundle.
 #include <exception>
 
-#include "settings_store_internal.h"
+#include "settings/settings_store_internal.h"
 
 namespace tessivo::host {
 

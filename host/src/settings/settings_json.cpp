@@ -11,8 +11,8 @@
 #include "tessivo/host/error.h"
 #include "tessivo/host/input_file.h"
 #include "tessivo/host/output_file.h"
-#include "settings_store_internal.h"
-#include "value_text.h"
+#include "settings/settings_store_internal.h"
+#include "settings/value_text.h"
 
 namespace tessivo::host {
 

@@ -1,6 +1,6 @@
-#include "instance_core.h"
+#include "loader/instance_core.h"
 
-#include "host_log.h"
+#include "tables/host_log.h"
 
 #include <algorithm>
 #include <mutex>

@@ -2,7 +2,7 @@
 #include "tessivo/host/patch.h"
 
 #include "tessivo/host/output_file.h"
-#include "settings_store_internal.h"
+#include "settings/settings_store_internal.h"
 #include "tessivo/host/error.h"
 
 #include <fmt/format.h>

@@ -5,7 +5,7 @@
 #include <ostream>
 #include <string>
 
-#include "value_text.h"
+#include "settings/value_text.h"
 
 namespace tessivo::host {
 

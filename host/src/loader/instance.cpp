@@ -1,9 +1,9 @@
 #include "tessivo/host/instance.h"
 
-#include "host_log.h"
-#include "instance_core.h"
+#include "tables/host_log.h"
+#include "loader/instance_core.h"
 #include "tessivo/host/error.h"
-#include "value_text.h"
+#include "settings/value_text.h"
 
 #include <fmt/format.h>
 

@@ -3,8 +3,8 @@
 
 #include "tessivo/host/error.h"
 #include "tessivo/host/instance.h"
-#include "cf_reference.h"
-#include "value_text.h"
+#include "tables/cf_reference.h"
+#include "settings/value_text.h"
 
 #include <climits>
 #include <cstdint>

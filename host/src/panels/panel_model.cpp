@@ -2,7 +2,7 @@
 #include <string>
 
 #include "tessivo/host/panel_driver.h"
-#include "value_text.h"
+#include "settings/value_text.h"
 
 namespace tessivo::host {
 

@@ -1,6 +1,6 @@
 #include "tessivo/host/graph.h"
 
-#include "host_log.h"
+#include "tables/host_log.h"
 #include "tessivo/host/error.h"
 #include "tessivo/host/image_ops.h"
 #include "tessivo/host/test_scene.h"

@@ -1,4 +1,4 @@
-#include "image_registry.h"
+#include "images/image_registry.h"
 
 namespace tessivo::host {
 

@@ -1,6 +1,6 @@
 #include "tessivo/host/bundle.h"
 
-#include "host_log.h"
+#include "tables/host_log.h"
 #include "tessivo/host/error.h"
 
 #include <dlfcn.h>

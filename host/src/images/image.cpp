@@ -1,6 +1,6 @@
 #include "tessivo/host/image.h"
 
-#include "image_registry.h"
+#include "images/image_registry.h"
 #include "tessivo/host/error.h"
 
 #include <fmt/format.h>

@@ -1,7 +1,7 @@
 // The HostPortApi: registration records, request stamps, and the requests and
 // reads a module places on its input ports.
-#include "host_log.h"
-#include "instance_core.h"
+#include "tables/host_log.h"
+#include "loader/instance_core.h"
 #include "tessivo/host/error.h"
 
 #include <fmt/format.h>

@@ -1,8 +1,8 @@
 // The BitmapService: every access the bundle has to host-owned pixels. Each
 // function checks its handles against the live images and every size and
 // rectangle against the real image bounds.
-#include "host_log.h"
-#include "instance_core.h"
+#include "tables/host_log.h"
+#include "loader/instance_core.h"
 #include "tessivo/host/image_ops.h"
 
 #include <fmt/format.h>

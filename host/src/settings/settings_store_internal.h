@@ -5,7 +5,7 @@
 #include <map>
 #include <string>
 
-#include "cf_reference.h"
+#include "tables/cf_reference.h"
 #include "tessivo/host/settings_store.h"
 
 namespace tessivo::host {

@@ -2,7 +2,7 @@
 #include "tessivo/host/scripted_panel.h"
 
 #include "tessivo/host/error.h"
-#include "value_text.h"
+#include "settings/value_text.h"
 
 namespace tessivo::host {
 

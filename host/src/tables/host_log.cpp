@@ -1,4 +1,4 @@
-#include "host_log.h"
+#include "tables/host_log.h"
 
 #include "tessivo/host/error.h"
 
