@@ -319,7 +319,8 @@ TEST_F(StudioApi, SavingElsewhereKeepsStillsAndLoadingRestores) {
   writeText(scratch / "notes.txt", "not a picture");
   std::filesystem::create_directories(scratch / "folder.png");
   host::writeImage(scratch / "UPPER.PNG", picture);
-  EXPECT_EQ(ok(request("GET", "/api/pictures")), json({"UPPER.PNG", "picture.png"}));  // no folders, no other files
+  host::writeImage(scratch / "photo.jpg", picture);
+  EXPECT_EQ(ok(request("GET", "/api/pictures")), json({"UPPER.PNG", "photo.jpg", "picture.png"}));  // no folders, no other files
   const std::string still = add({{"kind", "still"}, {"path", "picture.png"}});
   EXPECT_EQ(post("/api/nodes", {{"kind", "still"}, {"path", "nothing.png"}}).status, 422);
   const std::string flash = add({{"kind", "module"}, {"module", "flsh"}});

@@ -176,6 +176,13 @@ ImageFile decodeImage(std::string_view bytes, const std::string &name, ImageTarg
   return file;
 }
 
+bool hasStillImageExtension(const std::filesystem::path &path) {
+  static const char *const kExtensions[] = {"png", "jpg",  "jpeg", "jpe", "tif", "tiff", "webp", "exr",
+                                            "bmp", "gif",  "ppm",  "pgm", "pbm", "pnm",  "tga"};
+  const std::string extension = lowerExtension(path);
+  return std::find(std::begin(kExtensions), std::end(kExtensions), extension) != std::end(kExtensions);
+}
+
 ImageFile readImageFile(const std::filesystem::path &path, ImageTarget target) {
   return decodeImage(readInputFile(path, kMaxImageFileBytes, "an image"), inputName(path), target);
 }

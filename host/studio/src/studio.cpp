@@ -4,6 +4,7 @@
 #include "web_panel.h"
 
 #include <tessivo/host/error.h>
+#include <tessivo/host/image_file.h>
 #include <tessivo/host/instance.h>
 #include <tessivo/host/module_discovery.h>
 #include <tessivo/host/module_notes.h>
@@ -399,9 +400,8 @@ json Studio::pictures() const {
   std::vector<std::string> names;
   std::error_code error;
   for (fs::directory_iterator it(folder(), error), end; !error && it != end && names.size() < 500; it.increment(error)) {
-    std::string extension = it->path().extension().string();
-    for (char& c : extension) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-    if (extension == ".png" && it->is_regular_file(error)) names.push_back(it->path().filename().string());
+    if (host::hasStillImageExtension(it->path()) && it->is_regular_file(error))
+      names.push_back(it->path().filename().string());
   }
   std::sort(names.begin(), names.end());
   return names;

@@ -32,6 +32,10 @@ struct ImageFile {
 // unknown format, corrupt or truncated data, or a size beyond the limits.
 ImageFile decodeImage(std::string_view bytes, const std::string &name, ImageTarget target = ImageTarget::Argb);
 
+// Whether a file name has the extension of a still this build reads
+// (for listings; reading goes by the bytes).
+bool hasStillImageExtension(const std::filesystem::path &path);
+
 // Reads `path` ("-": standard input; FIFOs and devices too) and decodes it.
 ImageFile readImageFile(const std::filesystem::path &path, ImageTarget target = ImageTarget::Argb);
 Image readImage(const std::filesystem::path &path, ImageTarget target = ImageTarget::Argb);

@@ -106,7 +106,7 @@ export default function App() {
     return () => window.removeEventListener('beforeunload', guard);
   }, [doc]);
 
-  // PNG files beside the patch, offered for stills.
+  // Pictures beside the patch, offered for stills.
   const [pictures, setPictures] = useState([]);
   useEffect(() => {
     api.pictures().then(setPictures, () => {});

@@ -84,7 +84,7 @@ class Studio {
   // {"accepted": false, "panel": the panel as it then stood, "message": ...}.
   nlohmann::json answerPanel(const std::string& id, const nlohmann::json& request);
 
-  // The pictures a still could show: PNG files in the folder stills are read
+  // The pictures a still could show: still images in the folder stills are read
   // from (the patch's, else the work folder), by name, sorted; at most 500.
   nlohmann::json pictures() const;
 
