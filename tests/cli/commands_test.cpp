@@ -39,6 +39,20 @@ TEST_F(CommandTest, ListAndInfoDescribeFader) {
   EXPECT_THAT(run({"info", "strp"}).out, HasSubstr("\"ForeColor\"  colour  default #FFD200FF\n"));
 }
 
+// The image library (and its hundreds of dependencies) loads with the first
+// still, so commands that read or write none start without it.
+TEST_F(CommandTest, TheImageCodecLoadsOnlyForStills) {
+  const auto loads = [&](const std::string& arguments) {
+    const std::string command = "cd " + shellQuote(path("").string()) + " && LD_DEBUG=files " +
+                                shellQuote(TESSIVO_CLI_PATH) + " " + arguments + " >/dev/null 2>trace.txt";
+    EXPECT_EQ(std::system(command.c_str()), 0) << arguments;
+    return readText(path("trace.txt")).find("libOpenImageIO") != std::string::npos;
+  };
+  EXPECT_FALSE(loads("list"));
+  EXPECT_FALSE(loads("info fadr"));
+  EXPECT_TRUE(loads("demo --out sheet --size 16x8 --clip-frames 0"));
+}
+
 TEST_F(CommandTest, PanelOkSavesTheFileAndCancelLeavesNone) {
   const RunResult cancelled = run({"panel", "fadr", "--settings", "s.json"}, "1 = #112233\ncancel\n");
   EXPECT_EQ(cancelled.exitCode, 0) << cancelled.err;

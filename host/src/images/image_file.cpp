@@ -1,10 +1,10 @@
-// Still images through OpenImageIO, always from or to memory: the bytes come
-// from readInputFile and go to writeOutputFile, so pipes, FIFOs, devices and
-// atomic replacement work the same for every format.
+// Still images, always from or to memory: the bytes come from readInputFile
+// and go to writeOutputFile, so pipes, FIFOs, devices and atomic replacement
+// work the same for every format. The codec itself is a library loaded on the
+// first still (see image_codec.h); formats, limits and pixels are settled here.
 #include "tessivo/host/image_file.h"
 
-#include <OpenImageIO/filesystem.h>
-#include <OpenImageIO/imageio.h>
+#include <dlfcn.h>
 
 #include <algorithm>
 #include <cstring>
@@ -12,9 +12,8 @@
 #include <mutex>
 #include <vector>
 
-#include <fcntl.h>
-#include <unistd.h>
-
+#include "images/image_codec.h"
+#include "loader/library_path.h"
 #include "tessivo/host/error.h"
 #include "tessivo/host/image_ops.h"
 #include "tessivo/host/input_file.h"
@@ -24,32 +23,35 @@ namespace tessivo::host {
 
 namespace {
 
-// The library's own worker threads are not wanted: one still at a time.
-void configureLibrary() {
-  static std::once_flag once;
-  std::call_once(once, [] { OIIO::attribute("threads", 1); });
-}
-
-// The PNG decoder prints libpng's complaints on stderr, beside the error the
-// library hands back; the error is reported once, through the exception.
-class QuietStderr {
- public:
-  QuietStderr() : saved_(::dup(STDERR_FILENO)) {
-    const int null = ::open("/dev/null", O_WRONLY | O_CLOEXEC);
-    if (saved_ >= 0 && null >= 0) ::dup2(null, STDERR_FILENO);
-    if (null >= 0) ::close(null);
-  }
-  ~QuietStderr() {
-    if (saved_ < 0) return;
-    ::dup2(saved_, STDERR_FILENO);
-    ::close(saved_);
-  }
-  QuietStderr(const QuietStderr &) = delete;
-  QuietStderr &operator=(const QuietStderr &) = delete;
-
- private:
-  int saved_;
+struct Codec {
+  codec::DecodeFunction decode = nullptr;
+  codec::EncodeFunction encode = nullptr;
 };
+
+// The codec, loaded once; HostError when its library cannot be loaded.
+const Codec &loadedCodec() {
+  static std::mutex mutex;
+  static Codec codec;
+  static std::string failure;
+  const std::lock_guard lock(mutex);
+  if (codec.decode == nullptr && failure.empty()) {
+    const std::string path = libraryBesideProgram(codec::kLibraryName);
+    void *library = ::dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);  // kept for the life of the process
+    if (library == nullptr) {
+      const char *reason = ::dlerror();
+      failure = "cannot load the image codec " + path + ": " + (reason != nullptr ? reason : "unknown error");
+    } else {
+      codec.decode = reinterpret_cast<codec::DecodeFunction>(::dlsym(library, codec::kDecodeSymbol));
+      codec.encode = reinterpret_cast<codec::EncodeFunction>(::dlsym(library, codec::kEncodeSymbol));
+      if (codec.decode == nullptr || codec.encode == nullptr) {
+        codec = {};
+        failure = "the image codec " + path + " lacks its entry points";
+      }
+    }
+  }
+  if (!failure.empty()) throw HostError(failure);
+  return codec;
+}
 
 const char *displayName(const std::string &format) {
   static const std::map<std::string, const char *> names = {
@@ -57,19 +59,6 @@ const char *displayName(const std::string &format) {
       {"bmp", "BMP"}, {"gif", "GIF"},   {"pnm", "PNM"},   {"targa", "TGA"}};
   const auto found = names.find(format);
   return found != names.end() ? found->second : format.c_str();
-}
-
-// The library's error text on one line.
-std::string libraryError(const std::string &text) {
-  std::string line;
-  std::size_t start = 0;
-  while (start <= text.size()) {
-    std::size_t end = text.find('\n', start);
-    if (end == std::string::npos) end = text.size();
-    if (end > start) line += (line.empty() ? "" : "; ") + text.substr(start, end - start);
-    start = end + 1;
-  }
-  return line.empty() ? "no detail given" : line;
 }
 
 // Formats named by their signature, so a misnamed file still reads.
@@ -118,49 +107,43 @@ bool hasTranslucentPixel(const Image &image) {
 }
 
 ImageFile decodeImage(std::string_view bytes, const std::string &name, ImageTarget target) {
-  configureLibrary();
   std::string format = formatFromBytes(bytes);
   if (format.empty() && (lowerExtension(name) == "tga" || lowerExtension(name) == "tpic")) format = "targa";
   if (format.empty())
     throw HostError(name + (bytes.empty() ? ": empty file" : ": not an image this build reads") + " (it reads " +
                     kReadableFormats + ")");
 
-  OIIO::Filesystem::IOMemReader proxy(bytes.data(), bytes.size());
-  auto input = OIIO::ImageInput::create(format);
-  if (!input) throw HostError(name + ": " + displayName(format) + " images are not supported by this build");
-  OIIO::ImageSpec config;
-  config.attribute("oiio:UnassociatedAlpha", 1);  // the stored values, not premultiplied ones
-  void *proxyPointer = &proxy;
-  config.attribute("oiio:ioproxy", OIIO::TypeDesc::PTR, &proxyPointer);
-  const QuietStderr quiet;
-  OIIO::ImageSpec spec;
-  if (!input->open(name, spec, config))
-    throw HostError(name + ": corrupt " + displayName(format) + " header (" + libraryError(input->geterror()) + ")");
+  codec::DecodeRequest request{bytes, format, name, [](int width, int height, int depth) -> std::string {
+    if (width > 0 && height > 0 && depth <= 1 && width <= static_cast<int>(kMaxImageSide) &&
+        height <= static_cast<int>(kMaxImageSide) &&
+        std::uint64_t{paddedRowBytes(static_cast<std::uint32_t>(width), kARGB32)} * std::uint64_t(height) <=
+            kMaxImageBytes)
+      return {};
+    return "image size " + std::to_string(width) + "x" + std::to_string(height) +
+           (depth > 1 ? "x" + std::to_string(depth) : "") + " is not accepted (at most " +
+           std::to_string(kMaxImageSide) + " a side and " + std::to_string(kMaxImageBytes >> 20) + " MiB of pixels)";
+  }};
+  codec::DecodeResult decoded;
+  loadedCodec().decode(request, decoded);
+  switch (decoded.failure) {
+    case codec::Failure::None: break;
+    case codec::Failure::Unsupported:
+      throw HostError(name + ": " + displayName(format) + " images are not supported by this build");
+    case codec::Failure::Header:
+      throw HostError(name + ": corrupt " + displayName(format) + " header (" + decoded.detail + ")");
+    case codec::Failure::Size: throw HostError(name + ": " + decoded.detail);
+    case codec::Failure::Channels: throw HostError(name + ": the image has no channels");
+    case codec::Failure::Data:
+      throw HostError(name + ": truncated or corrupt " + displayName(format) + " data (" + decoded.detail + ")");
+  }
 
-  if (spec.width <= 0 || spec.height <= 0 || spec.depth > 1 || spec.width > static_cast<int>(kMaxImageSide) ||
-      spec.height > static_cast<int>(kMaxImageSide) ||
-      std::uint64_t{paddedRowBytes(static_cast<std::uint32_t>(spec.width), kARGB32)} * std::uint64_t(spec.height) >
-          kMaxImageBytes)
-    throw HostError(name + ": image size " + std::to_string(spec.width) + "x" + std::to_string(spec.height) +
-                    (spec.depth > 1 ? "x" + std::to_string(spec.depth) : "") + " is not accepted (at most " +
-                    std::to_string(kMaxImageSide) + " a side and " + std::to_string(kMaxImageBytes >> 20) +
-                    " MiB of pixels)");
-  if (spec.nchannels <= 0) throw HostError(name + ": the image has no channels");
-
-  const int channels = std::min(spec.nchannels, 4);
-  int alpha = spec.alpha_channel >= 0 && spec.alpha_channel < channels ? spec.alpha_channel : -1;
-  if (alpha < 0 && (channels == 2 || channels == 4) && spec.nchannels == channels) alpha = channels - 1;
-  const int colour = alpha >= 0 ? channels - 1 : channels;  // 1 grey, 3 (or more) RGB
-  const std::size_t width = static_cast<std::size_t>(spec.width);
-  std::vector<std::uint8_t> samples(width * static_cast<std::size_t>(spec.height) * static_cast<std::size_t>(channels));
-  if (!input->read_image(0, 0, 0, channels, OIIO::TypeDesc::UINT8, samples.data()))
-    throw HostError(name + ": truncated or corrupt " + displayName(format) + " data (" + libraryError(input->geterror()) + ")");
-  input->close();
-
-  ImageFile file{Image(static_cast<std::uint32_t>(spec.width), static_cast<std::uint32_t>(spec.height), kARGB32),
+  const int channels = decoded.channels, alpha = decoded.alpha;
+  const int colour = alpha >= 0 ? channels - 1 : channels;  // 1 grey, 3 RGB
+  const std::size_t width = static_cast<std::size_t>(decoded.width);
+  ImageFile file{Image(static_cast<std::uint32_t>(decoded.width), static_cast<std::uint32_t>(decoded.height), kARGB32),
                  alpha >= 0, format};
   for (std::uint32_t y = 0; y < file.image.height(); ++y) {
-    const std::uint8_t *in = samples.data() + std::size_t{y} * width * static_cast<std::size_t>(channels);
+    const std::uint8_t *in = decoded.samples.data() + std::size_t{y} * width * static_cast<std::size_t>(channels);
     std::uint8_t *out = file.image.mutableRow(y);
     for (std::size_t x = 0; x < width; ++x, in += channels) {
       const std::uint32_t r = in[0], g = in[colour >= 3 ? 1 : 0], b = in[colour >= 3 ? 2 : 0];
@@ -206,7 +189,6 @@ std::string imageFormatFor(const std::filesystem::path &path, const std::string 
 bool formatKeepsAlpha(const std::string &format) { return format != "jpeg"; }
 
 std::string encodeImage(const Image &image, const std::string &format, const ImageWriteOptions &options) {
-  configureLibrary();
   if (image.empty()) throw HostError("the image is empty");
   const bool argb = image.pixelFormat() == kARGB32;
   if (!argb && image.pixelFormat() != kGrey8)
@@ -233,22 +215,12 @@ std::string encodeImage(const Image &image, const std::string &format, const Ima
     }
   }
 
-  auto output = OIIO::ImageOutput::create(format);
-  if (!output) throw HostError(format + " images are not supported by this build");
-  OIIO::ImageSpec spec(static_cast<int>(image.width()), static_cast<int>(image.height()), channels,
-                       format == "openexr" ? OIIO::TypeDesc::HALF : OIIO::TypeDesc::UINT8);
-  spec.attribute("oiio:UnassociatedAlpha", 1);
-  spec.attribute("png:compressionLevel", std::clamp(options.pngLevel, 0, 9));
-  if (format == "jpeg" || format == "webp")
-    spec.attribute("compression", format + ":" + std::to_string(std::clamp(options.quality, 1, 100)));
-  std::vector<unsigned char> bytes;
-  OIIO::Filesystem::IOVecOutput proxy(bytes);
-  void *proxyPointer = &proxy;
-  spec.attribute("oiio:ioproxy", OIIO::TypeDesc::PTR, &proxyPointer);
-  if (!output->open("image." + format, spec) || !output->write_image(OIIO::TypeDesc::UINT8, samples.data()) ||
-      !output->close())
-    throw HostError(libraryError(output->geterror()));
-  return std::string(bytes.begin(), bytes.end());
+  const codec::EncodeRequest request{format,   static_cast<int>(image.width()), static_cast<int>(image.height()),
+                                     channels, samples.data(), options.pngLevel, options.quality};
+  codec::EncodeResult encoded;
+  loadedCodec().encode(request, encoded);
+  if (!encoded.error.empty()) throw HostError(encoded.error);
+  return std::move(encoded.bytes);
 }
 
 void writeImage(const std::filesystem::path &path, const Image &image, const ImageWriteOptions &options) {

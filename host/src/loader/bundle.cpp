@@ -1,5 +1,7 @@
 #include "tessivo/host/bundle.h"
 
+#include "loader/library_path.h"
+
 #include "tables/host_log.h"
 #include "tessivo/host/error.h"
 
@@ -33,14 +35,7 @@ std::unique_ptr<Bundle> Bundle::load(const std::string& path, const LoadOptions&
 
 std::string Bundle::defaultPath() {
   if (const char* env = std::getenv("TESSIVO_BUNDLE"); env != nullptr && *env != '\0') return env;
-  std::error_code error;
-  const auto exe = std::filesystem::read_symlink("/proc/self/exe", error);
-  if (!error) {
-    const auto dir = exe.parent_path();
-    for (const auto& candidate : {dir / "../lib/libtessivo.so", dir / "libtessivo.so"})
-      if (std::filesystem::exists(candidate, error)) return candidate.lexically_normal().string();
-  }
-  return "libtessivo.so";
+  return libraryBesideProgram("libtessivo.so");
 }
 
 void Bundle::open(const std::string& path, const LoadOptions& options) {
