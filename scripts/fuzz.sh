@@ -17,6 +17,8 @@ if [ ${#targets[@]} -eq 0 ]; then
                          tr ' ()' '\n\n\n' | grep '_fuzz$')
 fi
 
+# Leaks are reported with full stacks (slower), so that the suppressions in
+# tests/lsan.supp recognise those inside the image library.
 cmake --preset fuzz >/dev/null
 cmake --build --preset fuzz --target "${targets[@]}"
 
@@ -27,7 +29,7 @@ for target in "${targets[@]}"; do
   mkdir -p "$work" "$crashes"
   log=build/fuzz/$target.log
   status=0
-  LSAN_OPTIONS=suppressions=tests/lsan.supp:print_suppressions=0 ASAN_OPTIONS=detect_leaks=1:verify_asan_link_order=0 build/fuzz/bin/$target -max_total_time="$seconds" -timeout=30 -rss_limit_mb=3072 \
+  LSAN_OPTIONS=suppressions=tests/lsan.supp:print_suppressions=0 ASAN_OPTIONS=detect_leaks=1:fast_unwind_on_malloc=0:verify_asan_link_order=0 build/fuzz/bin/$target -max_total_time="$seconds" -timeout=30 -rss_limit_mb=3072 \
     -print_final_stats=1 -artifact_prefix="$crashes/" "$work" "$seeds" >"$log" 2>&1 || status=$?
   runs=$(sed -n 's/^stat::number_of_executed_units: *//p' "$log" | tail -1)
   result=ok
