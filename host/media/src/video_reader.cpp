@@ -25,7 +25,9 @@ struct VideoReader::Impl {
   // Converts the decoded frame into the host image.
   void convert() {
     const auto width = static_cast<uint32_t>(frame->width), height = static_cast<uint32_t>(frame->height);
-    image.reset(width, height, kARGB32);
+    // Every pixel is overwritten below: the buffer is cleared only when it is new.
+    if (image.width() != width || image.height() != height || image.pixelFormat() != kARGB32)
+      image.reset(width, height, kARGB32);
     scale.reset(sws_getCachedContext(scale.release(), frame->width, frame->height,
                                      static_cast<AVPixelFormat>(frame->format), frame->width, frame->height,
                                      avPixelFormat(kARGB32), kScaleFlags, nullptr, nullptr, nullptr));
