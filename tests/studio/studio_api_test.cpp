@@ -5,6 +5,7 @@
 
 #include <tessivo/host/graph.h>
 #include <tessivo/host/image_file.h>
+#include <tessivo/host/media/video_writer.h>
 #include <tessivo/host/patch.h>
 #include <tessivo/studio/studio.h>
 
@@ -286,6 +287,46 @@ TEST_F(StudioApi, PreviewMatchesThePatchBuiltFromTheSavedFile) {
   ASSERT_TRUE(jpeg);
   EXPECT_EQ(jpeg->get_header_value("Content-Type"), "image/jpeg");
   EXPECT_EQ(jpeg->body.substr(0, 2), std::string("\xFF\xD8"));
+}
+
+// A clip plays into its node: the frame at the preview's time, onward, back
+// again, and round once its length is known; a missing file is refused.
+TEST_F(StudioApi, VideoNodesShowTheFrameAtTheTime) {
+  const uint32_t colours[] = {0xFF102030u, 0xFF405060u, 0xFF708090u};
+  {
+    host::media::VideoWriter writer((scratch / "clip.mkv").string(), {"", "ffv1", false}, 16, 8, host::kARGB32,
+                                    {1, 1}, {});
+    for (const uint32_t colour : colours) {
+      host::Image frame(16, 8, host::kARGB32);
+      for (uint32_t y = 0; y < 8; ++y)
+        for (uint32_t x = 0; x < 16; ++x) frame.setPixel(x, y, colour);
+      writer.writeFrame(frame);
+    }
+    writer.finish();
+  }
+  EXPECT_EQ(post("/api/nodes", {{"kind", "video"}, {"path", "nothing.mkv"}}).status, 422);
+  const std::string clip = add({{"kind", "video"}, {"path", "clip.mkv"}});
+  const auto shown = [&](double time) { return preview(clip, time, "w=16&h=8").pixel(5, 3); };
+  EXPECT_EQ(shown(0.5), colours[0]);
+  EXPECT_EQ(shown(1.5), colours[1]);
+  EXPECT_EQ(shown(2.2), colours[2]);  // the last frame: the clip's length, 3 s, is known from here
+  EXPECT_EQ(shown(1.0), colours[1]);  // back in time
+  EXPECT_EQ(shown(3.0), colours[0]);  // round again
+  EXPECT_EQ(shown(4.5), colours[1]);
+  // A printf pattern names an image sequence (25 frames a second).
+  for (int i = 0; i < 2; ++i) {
+    host::Image frame(16, 8, host::kARGB32);
+    for (uint32_t y = 0; y < 8; ++y)
+      for (uint32_t x = 0; x < 16; ++x) frame.setPixel(x, y, colours[2 - i]);
+    host::writeImage(scratch / ("frame000" + std::to_string(i) + ".png"), frame);
+  }
+  const json state = ok(post("/api/nodes/" + clip, {{"path", "frame%04d.png"}}));
+  for (const json& node : state["patch"]["nodes"])
+    if (node["id"] == clip) {
+      EXPECT_EQ(node["kind"], "image-sequence");
+    }
+  EXPECT_EQ(shown(0.01), colours[2]);
+  EXPECT_EQ(shown(0.05), colours[1]);
 }
 
 TEST_F(StudioApi, BadPatchFilesAreRefusedAndTheDocumentKept) {

@@ -156,13 +156,14 @@ try {
            '--disable-background-networking', '--disable-component-update', '--disable-sync'],
   });
   const page = context.pages()[0] || (await context.newPage());
-  page.setDefaultTimeout(20000);
+  page.setDefaultTimeout(45000);  // generous: the suite runs two tests at a time on a small machine
   page.on('pageerror', (e) => log('page error:', e.message));
   let confirmAnswer = true;
+  let promptAnswer = 'input.png';
   const asked = [];
   page.on('dialog', (dialog) => {
     asked.push(dialog.message());
-    if (dialog.type() === 'prompt') return dialog.accept('input.png');
+    if (dialog.type() === 'prompt') return dialog.accept(promptAnswer);
     return confirmAnswer ? dialog.accept() : dialog.dismiss();
   });
   await page.goto(url);
@@ -284,6 +285,18 @@ try {
   fs.writeFileSync(path.join(out, 'after-panel.png'), after);
   check(differences(decodePng(after), fromStudio) === null, `the loaded patch previews differently from the saved one: ${differences(decodePng(after), fromStudio)}`);
   log('preview after load equals tessivo apply, pixel for pixel');
+
+  // A clip: a video node plays it, a different frame at another time.
+  execFileSync('ffmpeg', ['-loglevel', 'error', '-y', '-f', 'lavfi', '-i', 'testsrc2=size=64x36:rate=5', '-t', '2',
+                          '-c:v', 'ffv1', path.join(out, 'clip.mkv')]);
+  promptAnswer = 'clip.mkv';
+  await page.getByTestId('palette-video').dragTo(canvas, { targetPosition: { x: 60, y: 420 } });
+  await page.getByTestId('node-video').waitFor();
+  const frameAt = async (t) =>
+    Buffer.from(await (await fetch(`${url}api/preview/video?format=png&w=64&h=36&t=${t}`)).arrayBuffer());
+  const [early, late] = [decodePng(await frameAt(0)), decodePng(await frameAt(1.5))];
+  check(early.width === 64 && differences(early, late) !== null, 'the video node shows the same picture at 0 s and 1.5 s');
+  log('video node plays its clip');
 
   // A wrong patch file: a clear message, the document kept.
   fs.writeFileSync(path.join(out, 'bad.json'), '{"format": "tessivo-patch", "version": 1, "nodes": [{"id": 3}]}');

@@ -1,6 +1,7 @@
 // The studio's document: a patch kept built into a live graph.
 #include "tessivo/studio/studio.h"
 
+#include "video_feed.h"
 #include "web_panel.h"
 
 #include <tessivo/host/error.h>
@@ -12,6 +13,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <map>
 #include <cctype>
 #include <cmath>
 #include <cstdint>
@@ -111,6 +113,11 @@ json moduleJson(host::Bundle& bundle, uint32_t code, const host::ModuleInfo* inf
           {"box", box},                      {"ports", ports},     {"hasPanel", instance->hasPanel()}};
 }
 
+// A clip node's kind from its file name: a printf pattern names an image sequence.
+host::PatchNodeKind clipKind(const std::string& path) {
+  return path.find('%') != std::string::npos ? host::PatchNodeKind::ImageSequence : host::PatchNodeKind::Video;
+}
+
 }  // namespace
 
 // The graph a patch became, and the wires' ports resolved to input indices.
@@ -118,6 +125,9 @@ struct Studio::Built {
   explicit Built(host::Bundle& bundle) : graph(bundle) {}
   host::Graph graph;
   host::PatchGraph nodes;
+  // The clips that feed the video and image-sequence nodes (by patch id);
+  // a node without a file has none.
+  std::map<std::string, std::unique_ptr<VideoFeed>, std::less<>> feeds;
 };
 
 Studio::Studio(host::Bundle& bundle, fs::path workFolder) : bundle_(bundle), workFolder_(std::move(workFolder)) {
@@ -135,6 +145,7 @@ Studio::Studio(host::Bundle& bundle, fs::path workFolder) : bundle_(bundle), wor
               {"sources",
                json::array({{{"kind", "test-scene"}, {"name", "Test scene"}, {"type", "image"}},
                             {{"kind", "still"}, {"name", "Still image"}, {"type", "image"}},
+                            {{"kind", "video"}, {"name", "Video or sequence"}, {"type", "image"}},
                             {{"kind", "control"}, {"name", "Control"}, {"type", "control"}},
                             {{"kind", "on-off"}, {"name", "On/Off"}, {"type", "on-off"}}})}};
   built_ = std::make_unique<Built>(bundle_);
@@ -161,6 +172,16 @@ void Studio::commit(host::Patch candidate, bool markDirty, const std::string& so
   auto built = std::make_unique<Built>(bundle_);
   try {
     built->nodes = host::buildPatchGraph(built->graph, candidate, folder(), source, false);
+    for (const std::string& id : built->nodes.frameSources) {
+      const host::PatchNode* node = candidate.find(id);
+      if (node == nullptr || node->path.empty()) continue;
+      const fs::path clip = fs::path(node->path).is_absolute() ? fs::path(node->path) : folder() / node->path;
+      try {
+        built->feeds[id] = std::make_unique<VideoFeed>(clip.string());
+      } catch (const host::HostError& error) {
+        throw host::HostError(fmt::format("{}: node \"{}\": field \"path\": {}", source, id, error.what()));
+      }
+    }
   } catch (const host::HostError& error) {
     throw StudioError(422, error.what());
   }
@@ -221,6 +242,12 @@ json Studio::addNode(const json& request) {
     case host::PatchNodeKind::Still:
       node = host::newSourceNode(candidate.freeId("still"), *kind, stringField(request, "path"));
       break;
+    case host::PatchNodeKind::Video:
+    case host::PatchNodeKind::ImageSequence: {
+      const std::string path = stringField(request, "path");
+      node = host::newSourceNode(candidate.freeId("video"), clipKind(path), path);
+      break;
+    }
     case host::PatchNodeKind::Control: {
       const json* value = request.contains("value") ? &request["value"] : nullptr;
       std::string text = "0.5";
@@ -268,8 +295,11 @@ json Studio::updateNode(const std::string& id, const json& request) {
     structural = true;
   }
   if (request.contains("path")) {
-    if (node->kind != host::PatchNodeKind::Still) throw StudioError(400, fmt::format("node \"{}\" is not a still", id));
+    const bool clip = node->kind == host::PatchNodeKind::Video || node->kind == host::PatchNodeKind::ImageSequence;
+    if (node->kind != host::PatchNodeKind::Still && !clip)
+      throw StudioError(400, fmt::format("node \"{}\" reads no file", id));
     node->path = stringField(request, "path");
+    if (clip) node->kind = clipKind(node->path);
     structural = true;
   }
   if (request.contains("position")) node->position = positionField(request);
@@ -437,12 +467,14 @@ json Studio::load(const std::string& path) {
 }
 
 host::Patch Studio::writeLocked(const fs::path& file) const {
-  // Stills stay where they are: relative paths follow the patch to its new folder.
+  // Stills and clips stay where they are: relative paths follow the patch to its new folder.
   host::Patch saved = patch_;
   const fs::path from = fs::absolute(folder()), to = fs::absolute(file).parent_path();
   if (from != to)
     for (host::PatchNode& node : saved.nodes)
-      if (node.kind == host::PatchNodeKind::Still && !node.path.empty() && fs::path(node.path).is_relative())
+      if ((node.kind == host::PatchNodeKind::Still || node.kind == host::PatchNodeKind::Video ||
+           node.kind == host::PatchNodeKind::ImageSequence) &&
+          !node.path.empty() && fs::path(node.path).is_relative())
         node.path = fs::relative(from / node.path, to).string();
   try {
     host::savePatch(saved, file);
@@ -511,6 +543,11 @@ EncodedFrame Studio::preview(const std::string& id, double time, uint32_t width,
   if (type != kTypeImage) throw StudioError(422, fmt::format("node \"{}\" gives a {} value, not a picture", id, typeName(type)));
   std::shared_ptr<const host::Image> image;
   try {
+    for (const std::string& source : built_->nodes.frameSources) {
+      const auto feed = built_->feeds.find(source);
+      if (feed == built_->feeds.end()) continue;  // no file: its node stays empty and says so below
+      built_->graph.setStill(built_->nodes.nodes.at(source), feed->second->frameAt(time));
+    }
     image = built_->graph.renderFrame(node->second, time, width, height, host::kARGB32);
   } catch (const host::HostError& error) {
     // The usual reason, said in the person's terms.

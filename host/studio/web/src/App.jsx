@@ -242,7 +242,13 @@ export default function App() {
       const request = { kind: item.kind, position: [Math.round(position.x), Math.round(position.y)] };
       if (item.kind === 'module') request.module = item.code;
       if (item.kind === 'still') {
-        const path = window.prompt('Picture file (PNG), relative to the patch folder:', 'picture.png');
+        const path = window.prompt('Picture file, relative to the patch folder:', 'picture.png');
+        if (!path) return;
+        request.path = path;
+      }
+      if (item.kind === 'video') {
+        const path = window.prompt('Video file, or image sequence such as frame%04d.png, relative to the patch folder:',
+                                   'clip.mp4');
         if (!path) return;
         request.path = path;
       }

@@ -161,8 +161,13 @@ export function SourceNode({ data }) {
     );
   } else if (node.kind === 'test-scene') {
     body = <span className="hint">animated test picture</span>;
+  } else if (node.path) {
+    body = (
+      <CommitField value={node.path} placeholder="clip.mp4 or frame%04d.png" testid={`path-${data.id}`}
+                   onCommit={(path) => data.onUpdate(data.id, { path })} />
+    );
   } else {
-    body = <span className="hint">{node.path || 'frames fed by render'}</span>;
+    body = <span className="hint">frames fed by render</span>;
   }
   return (
     <div className={`source-node source-${node.kind}`} data-testid={`node-${data.id}`}>
