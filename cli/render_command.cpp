@@ -6,6 +6,7 @@
 
 #include <tessivo/host/graph.h>
 #include <tessivo/host/image_ops.h>
+#include <tessivo/host/media/video_feed.h>
 #include <tessivo/host/media/video_reader.h>
 #include <tessivo/host/media/video_writer.h>
 #include <tessivo/host/patch.h>
@@ -66,18 +67,18 @@ bool isPatchFile(const std::string& text) { return text.size() > 5 && text.ends_
 struct RenderGraph {
   std::optional<host::NodeId> input;
   host::NodeId output = 0;
+  // A patch's other clip nodes, each playing its own file.
+  std::vector<std::pair<host::NodeId, std::unique_ptr<host::media::VideoFeed>>> clips;
 };
 
-// A patch's input: its one video or image-sequence node, fed from -i or from the node's own path.
+// A patch's input: its first video or image-sequence node, fed from -i or from
+// the node's own path. (The others play their own files by the frame's time.)
 std::optional<std::string> patchInput(const host::Patch& patch, const std::filesystem::path& folder,
                                       const RenderOptions& options) {
   std::vector<const host::PatchNode*> feeds;
   for (const host::PatchNode& node : patch.nodes)
     if (node.kind == host::PatchNodeKind::Video || node.kind == host::PatchNodeKind::ImageSequence)
       feeds.push_back(&node);
-  if (feeds.size() > 1)
-    throw CliError(fmt::format("{}: render feeds one video or image-sequence node; the patch has {}",
-                               options.chain.chain, feeds.size()));
   if (!options.input.empty()) return options.input;
   if (feeds.empty() || feeds[0]->path.empty()) return std::nullopt;
   return (folder / feeds[0]->path).string();
@@ -114,9 +115,19 @@ void runRender(const GlobalOptions& globals, const RenderOptions& options) {
     const host::PatchGraph built = host::buildPatchGraph(graph, *patch, folder, "patch " + options.chain.chain);
     rendered.output = built.output;
     if (!built.frameSources.empty()) rendered.input = built.nodes.at(built.frameSources[0]);
+    for (size_t i = 1; i < built.frameSources.size(); ++i) {
+      const host::PatchNode& node = *patch->find(built.frameSources[i]);
+      if (node.path.empty())
+        throw CliError(fmt::format("patch {}: node \"{}\": field \"path\": only the first video node takes "
+                                   "the render's input; this one needs a file of its own",
+                                   options.chain.chain, node.id));
+      const fs::path clip = fs::path(node.path).is_absolute() ? fs::path(node.path) : folder / node.path;
+      rendered.clips.emplace_back(built.nodes.at(node.id), std::make_unique<host::media::VideoFeed>(clip.string()));
+    }
   } else {
     const Chain chain = buildChain(graph, *bundle, options.chain, host::Image(reader.width(), reader.height(), format));
-    rendered = {chain.source, chain.output};
+    rendered.input = chain.source;
+    rendered.output = chain.output;
   }
 
   std::vector<const AVStream*> copies;
@@ -133,6 +144,10 @@ void runRender(const GlobalOptions& globals, const RenderOptions& options) {
       [&](const host::media::VideoFrame& frame) {
         if (rendered.input)
           graph.setStill(*rendered.input, options.chain.gray ? host::convert(*frame.image, host::kGrey8) : *frame.image);
+        for (auto& [node, clip] : rendered.clips) {
+          const host::Image& picture = clip->frameAt(frame.time);
+          graph.setStill(node, options.chain.gray ? host::convert(picture, host::kGrey8) : picture);
+        }
         writer.writeFrame(*graph.renderFrame(rendered.output, frame.time, reader.width(), reader.height(), format));
         progress.frameDone();
         return !interrupted;

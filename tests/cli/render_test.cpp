@@ -129,10 +129,34 @@ TEST_F(RenderTest, APatchEditedOnTheCommandLineRendersLikeTheChain) {
   EXPECT_THAT(broken.err, ::testing::HasSubstr("p.json: invalid JSON"));
 }
 
+// A patch's second clip node plays its own file by each frame's time.
+TEST_F(RenderTest, APatchsOtherClipsPlayTheirOwnFiles) {
+  ASSERT_EQ(shell("ffmpeg -loglevel error -f lavfi -i testsrc=size=64x32:rate=10 -frames:v 6 -c:v ffv1 "
+                  "-pix_fmt bgra other.mkv"),
+            0);
+  std::ofstream(path("two.json")) << R"({"format": "tessivo-patch", "version": 1, "nodes": [
+      {"id": "in", "kind": "video"}, {"id": "other", "kind": "video", "path": "other.mkv"},
+      {"id": "fade", "kind": "module", "module": "fadr"}, {"id": "none", "kind": "control", "value": "0"}],
+    "wires": [{"from": "other", "to": "fade", "port": 0}, {"from": "none", "to": "fade", "port": "Fade"}]})";
+  const RunResult two = run({"render", "two.json", "-i", "clip.mkv", "-o", "-"});
+  const RunResult direct = run({"render", "fadr", "-i", "other.mkv", "-o", "-", "--ctrl", "Fade=0"});
+  ASSERT_EQ(two.exitCode, 0) << two.err;
+  ASSERT_EQ(direct.out.size(), size_t{kFrames} * 64 * 32 * 4);
+  EXPECT_TRUE(two.out == direct.out);
+
+  std::ofstream(path("two.json"), std::ios::trunc) << R"({"format": "tessivo-patch", "version": 1, "nodes": [
+      {"id": "in", "kind": "video"}, {"id": "other", "kind": "video"},
+      {"id": "fade", "kind": "module", "module": "fadr"}], "wires": [{"from": "other", "to": "fade", "port": 0}]})";
+  const RunResult unnamed = run({"render", "two.json", "-i", "clip.mkv", "-o", "-"});
+  EXPECT_TRUE(unnamed.oneLineError()) << unnamed.err;
+  EXPECT_THAT(unnamed.err, ::testing::HasSubstr("node \"other\": field \"path\""));
+}
+
 // Ctrl-C in the middle of a render: the existing output stays as it was and no
 // temporary file is left behind.
 TEST_F(RenderTest, AnInterruptedRenderLeavesTheOutputAsItWas) {
-  ASSERT_EQ(shell("ffmpeg -loglevel error -f lavfi -i testsrc2=size=320x240:rate=25 -frames:v 500 -c:v ffv1 long.mkv"), 0);
+  // Long enough to be still running at the first progress line (two seconds in) on a fast machine.
+  ASSERT_EQ(shell("ffmpeg -loglevel error -f lavfi -i testsrc2=size=320x240:rate=25 -frames:v 3000 -c:v ffv1 long.mkv"), 0);
   std::ofstream(path("out.mkv")) << "precious";
   const pid_t child = fork();
   if (child == 0) {

@@ -1,11 +1,11 @@
 // The studio's document: a patch kept built into a live graph.
 #include "tessivo/studio/studio.h"
 
-#include "video_feed.h"
 #include "web_panel.h"
 
 #include <tessivo/host/error.h>
 #include <tessivo/host/image_file.h>
+#include <tessivo/host/media/video_feed.h>
 #include <tessivo/host/instance.h>
 #include <tessivo/host/module_discovery.h>
 #include <tessivo/host/module_notes.h>
@@ -127,7 +127,7 @@ struct Studio::Built {
   host::PatchGraph nodes;
   // The clips that feed the video and image-sequence nodes (by patch id);
   // a node without a file has none.
-  std::map<std::string, std::unique_ptr<VideoFeed>, std::less<>> feeds;
+  std::map<std::string, std::unique_ptr<host::media::VideoFeed>, std::less<>> feeds;
 };
 
 Studio::Studio(host::Bundle& bundle, fs::path workFolder) : bundle_(bundle), workFolder_(std::move(workFolder)) {
@@ -177,7 +177,7 @@ void Studio::commit(host::Patch candidate, bool markDirty, const std::string& so
       if (node == nullptr || node->path.empty()) continue;
       const fs::path clip = fs::path(node->path).is_absolute() ? fs::path(node->path) : folder() / node->path;
       try {
-        built->feeds[id] = std::make_unique<VideoFeed>(clip.string());
+        built->feeds[id] = std::make_unique<host::media::VideoFeed>(clip.string());
       } catch (const host::HostError& error) {
         throw host::HostError(fmt::format("{}: node \"{}\": field \"path\": {}", source, id, error.what()));
       }

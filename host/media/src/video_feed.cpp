@@ -1,15 +1,15 @@
-#include "video_feed.h"
+#include "tessivo/host/media/video_feed.h"
 
-#include <tessivo/host/error.h>
+#include "tessivo/host/error.h"
 
 #include <cmath>
 
-namespace tessivo::studio {
+namespace tessivo::host::media {
 
 VideoFeed::VideoFeed(std::string path) : path_(std::move(path)) { reopen(); }
 
 void VideoFeed::reopen() {
-  reader_ = std::make_unique<host::media::VideoReader>(path_);
+  reader_ = std::make_unique<VideoReader>(path_);
   const auto [num, den] = reader_->frameRate();
   frameLength_ = num > 0 && den > 0 ? static_cast<double>(den) / num : 0.04;
   currentTime_ = -1.0;
@@ -17,7 +17,7 @@ void VideoFeed::reopen() {
   ended_ = false;
 }
 
-const host::Image& VideoFeed::frameAt(double time) {
+const Image& VideoFeed::frameAt(double time) {
   if (!std::isfinite(time) || time < 0.0) time = 0.0;
   if (clipLength_ > 0.0) time = std::fmod(time, clipLength_);
   if (currentTime_ >= 0.0 && time < currentTime_) reopen();
@@ -28,7 +28,7 @@ const host::Image& VideoFeed::frameAt(double time) {
   }
   if (!hasNext_ && !ended_) {
     reader_->run(
-        [&](const host::media::VideoFrame& frame) {
+        [&](const VideoFrame& frame) {
           if (frame.time <= time || currentTime_ < 0.0) {
             current_ = *frame.image;
             currentTime_ = frame.time;
@@ -45,8 +45,8 @@ const host::Image& VideoFeed::frameAt(double time) {
       clipLength_ = currentTime_ + frameLength_;
     }
   }
-  if (currentTime_ < 0.0) throw host::HostError(path_ + ": no frame could be decoded");
+  if (currentTime_ < 0.0) throw HostError(path_ + ": no frame could be decoded");
   return current_;
 }
 
-}  // namespace tessivo::studio
+}  // namespace tessivo::host::media
