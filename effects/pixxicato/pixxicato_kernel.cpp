@@ -1,5 +1,8 @@
 #include "pixxicato_kernel.h"
 
+#include "tessivo/simd.h"
+#include "tessivo/simd_scan.h"
+
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
@@ -152,7 +155,23 @@ void UpdateSums(uint32_t *__restrict sums, const uint8_t *__restrict entering, c
   }
 }
 
-template <uint32_t E>
+// Mean along one line on the vector paths (N lanes): the running sums are
+// laid out over the line extended by lo pixels of zero sums ahead and hi - 1
+// copies of the line's total behind, so that every window, cut by an edge or
+// not, is the difference of two sums (lo + hi) pixels apart. `extended` holds
+// (lo + n + hi) * E words, the first (lo + 1) * E of them zero.
+template <int N, uint32_t E, class T>
+TESSIVO_INLINE void MeanRow(const T *in, uint8_t *out, uint32_t n, Span span, uint32_t reciprocal,
+                            uint32_t *extended) {
+  uint32_t *sums = extended + (size_t{span.lo} + 1) * E;
+  simd::ScanFrom<N, E>(in, size_t{n} * E, sums);
+  const uint32_t *total = sums + (size_t{n} - 1) * E;
+  uint32_t *past = sums + size_t{n} * E;
+  for (size_t j = 0; j < (size_t{span.hi} - 1) * E; ++j) past[j] = total[j % E];
+  simd::WindowBytes<24>(extended, size_t{span.size()} * E, size_t{n} * E, reciprocal, out);
+}
+
+template <int N, uint32_t E>
 void MeanFilter(const PixxicatoImage &image, WindowSpan windowX, WindowSpan windowY, bool alongX, bool alongY,
                 PixxicatoScratch &scratch) {
   const uint32_t width = image.width, height = image.height;
@@ -166,20 +185,28 @@ void MeanFilter(const PixxicatoImage &image, WindowSpan windowX, WindowSpan wind
                         (alongY ? uint64_t{windowY.before} + windowY.from : 1);
   const uint32_t reciprocal = MeanReciprocal(area);
 
-  // Rows of the scratch: the prefix sums of a line, then the column sums.
-  uint32_t *prefix = scratch.sums.data();
+  // Rows of the scratch: the column sums, then the running sums of a line
+  // (on the scalar path from its start, on the vector paths extended).
+  uint32_t *sums = scratch.sums.data();
+  uint32_t *prefix = sums + rowLength;
+  if constexpr (N > 0) std::fill_n(prefix, (size_t{spanX.lo} + 1) * E, 0u);
+  const auto line = [&](const auto *in, uint8_t *out) {
+    if constexpr (N > 0) {
+      MeanRow<N, E>(in, out, width, spanX, reciprocal, prefix);
+    } else {
+      MeanLine<E>(in, out, width, spanX, reciprocal, prefix);
+    }
+  };
   if (!alongY) {
-    for (uint32_t y = 0; y < height; ++y)
-      MeanLine<E>(source + sourceStride * y, destination + destinationStride * y, width, spanX, reciprocal, prefix);
+    for (uint32_t y = 0; y < height; ++y) line(source + sourceStride * y, destination + destinationStride * y);
     return;
   }
-  uint32_t *sums = prefix + rowLength + E;
   std::fill_n(sums, rowLength, 0u);
   for (uint32_t r = 0; r < spanY.hi; ++r) UpdateSums(sums, source + sourceStride * r, nullptr, rowLength);
   for (uint32_t y = 0; y < height; ++y) {
     uint8_t *out = destination + destinationStride * y;
     if (alongX) {
-      MeanLine<E>(sums, out, width, spanX, reciprocal, prefix);
+      line(static_cast<const uint32_t *>(sums), out);
     } else {
       for (size_t i = 0; i < rowLength; ++i) out[i] = static_cast<uint8_t>((sums[i] * reciprocal) >> 24);
     }
@@ -369,7 +396,8 @@ bool Prepare(PixxicatoScratch &scratch, uint32_t mode, size_t rowLength, uint32_
              uint32_t width, Span spanX, Span spanY, bool alongX, bool alongY) {
   try {
     if (mode == kPixxicatoMean) {
-      const size_t sums = 2 * (rowLength + pixelBytes);
+      // The column sums, then the running sums of a line extended by the window.
+      const size_t sums = rowLength + (size_t{width} + spanX.size()) * pixelBytes;
       if (scratch.sums.size() < sums) scratch.sums.resize(sums);
       return true;
     }
@@ -389,8 +417,8 @@ bool Prepare(PixxicatoScratch &scratch, uint32_t mode, size_t rowLength, uint32_
   }
 }
 
-template <uint32_t E>
-inline bool Filter(const PixxicatoImage &image, uint32_t mode, float factorX, float factorY,
+template <int N, uint32_t E>
+TESSIVO_INLINE bool Filter(const PixxicatoImage &image, uint32_t mode, float factorX, float factorY,
                    PixxicatoScratch &scratch) {
   const bool alongX = factorX != 0.0f;
   const bool alongY = !alongX || factorY != 0.0f;
@@ -400,7 +428,7 @@ inline bool Filter(const PixxicatoImage &image, uint32_t mode, float factorX, fl
     return false;
   }
   if (mode == kPixxicatoMean) {
-    MeanFilter<E>(image, windowX, windowY, alongX, alongY, scratch);
+    MeanFilter<N, E>(image, windowX, windowY, alongX, alongY, scratch);
   } else if (mode == kPixxicatoMaximum) {
     ExtremeFilter<E, Largest>(image, windowX, windowY, alongX, alongY, scratch);
   } else {
@@ -409,24 +437,18 @@ inline bool Filter(const PixxicatoImage &image, uint32_t mode, float factorX, fl
   return true;
 }
 
-// The window modes with everything they call inlined, once for AVX2 and once
-// for any x86-64 (the clone is chosen when the bundle loads). Clang cannot
-// combine the two attributes; its builds (the fuzz targets) do without inlining.
-#if defined(__clang__)
-#define TESSIVO_CLONED_FLAT __attribute__((target_clones("avx2", "default")))
-#else
-#define TESSIVO_CLONED_FLAT __attribute__((target_clones("avx2", "default"), flatten))
-#endif
-TESSIVO_CLONED_FLAT bool FilterPlanar8(const PixxicatoImage &image,
-                                                                              uint32_t mode, float x, float y,
-                                                                              PixxicatoScratch &scratch) {
-  return Filter<1>(image, mode, x, y, scratch);
-}
-TESSIVO_CLONED_FLAT bool FilterArgb(const PixxicatoImage &image, uint32_t mode,
-                                                                           float x, float y,
-                                                                           PixxicatoScratch &scratch) {
-  return Filter<4>(image, mode, x, y, scratch);
-}
+// The window modes' entry points, one per instruction set, each with all it
+// calls inlined; N is the lanes of 32 bits along a line (0: the scalar loops).
+#define TESSIVO_PIXXICATO_PATH(suffix, attributes, lanes)                                                       \
+  attributes bool FilterPlanar8##suffix(const PixxicatoImage &image, uint32_t mode, float x, float y,           \
+                                        PixxicatoScratch &scratch) {                                            \
+    return Filter<lanes, 1>(image, mode, x, y, scratch);                                                        \
+  }                                                                                                             \
+  attributes bool FilterArgb##suffix(const PixxicatoImage &image, uint32_t mode, float x, float y,              \
+                                     PixxicatoScratch &scratch) {                                               \
+    return Filter<lanes, 4>(image, mode, x, y, scratch);                                                        \
+  }
+TESSIVO_EACH_SIMD_PATH(TESSIVO_PIXXICATO_PATH, 0, 4, 8, 16)
 
 }  // namespace
 
@@ -460,7 +482,8 @@ bool Pixxicate(const PixxicatoImage &image, uint32_t mode, float x, float y, Pix
     argb ? Pixelate<uint32_t>(image, center, x, y) : Pixelate<uint8_t>(image, center, x, y);
     return true;
   }
-  return argb ? FilterArgb(image, mode, x, y, scratch) : FilterPlanar8(image, mode, x, y, scratch);
+  return argb ? ChooseSimdPath(TESSIVO_SIMD_PATHS(FilterArgb))(image, mode, x, y, scratch)
+              : ChooseSimdPath(TESSIVO_SIMD_PATHS(FilterPlanar8))(image, mode, x, y, scratch);
 }
 
 }  // namespace tessivo
