@@ -59,7 +59,14 @@ TESSIVO_INLINE void ScanFrom(const Value *in, size_t count, uint32_t *out) {
   for (; i + N <= count; i += N) {
     Loaded loaded;
     std::memcpy(&loaded, in + i, sizeof loaded);
-    V v = __builtin_convertvector(loaded, V);
+    V v;
+    if constexpr (sizeof(Value) == 1) {
+      // Bytes widen through 16 bits: converted at once, GCC moves them lane by lane.
+      typedef uint16_t Halves __attribute__((vector_size(2 * N)));
+      v = __builtin_convertvector(__builtin_convertvector(loaded, Halves), V);
+    } else {
+      v = __builtin_convertvector(loaded, V);
+    }
     AddShifted<N, C, C>(v);
     // The block's own totals are repeated before the carry is added, so the
     // only step from one block to the next is one addition.
