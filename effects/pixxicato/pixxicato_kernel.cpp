@@ -147,7 +147,9 @@ void MeanLine(const T *in, uint8_t *out, uint32_t n, Span span, uint32_t recipro
 void UpdateSums(uint32_t *__restrict sums, const uint8_t *__restrict entering, const uint8_t *__restrict leaving,
                 size_t length) {
   if (entering != nullptr && leaving != nullptr) {
-    for (size_t i = 0; i < length; ++i) sums[i] += static_cast<uint32_t>(entering[i]) - leaving[i];
+    // The difference is taken in 16 bits, half the widening of two bytes to words.
+    for (size_t i = 0; i < length; ++i)
+      sums[i] += static_cast<uint32_t>(static_cast<int16_t>(static_cast<int16_t>(entering[i]) - leaving[i]));
   } else if (entering != nullptr) {
     for (size_t i = 0; i < length; ++i) sums[i] += entering[i];
   } else if (leaving != nullptr) {
@@ -164,7 +166,12 @@ template <int N, uint32_t E, class T>
 TESSIVO_INLINE void MeanRow(const T *in, uint8_t *out, uint32_t n, Span span, uint32_t reciprocal,
                             uint32_t *extended) {
   uint32_t *sums = extended + (size_t{span.lo} + 1) * E;
-  simd::ScanFrom<N, E>(in, size_t{n} * E, sums);
+  if constexpr (sizeof(T) == 1) {
+    for (size_t i = 0; i < size_t{n} * E; ++i) sums[i] = in[i];
+    simd::ScanInPlace<N, E>(sums, size_t{n} * E);
+  } else {
+    simd::ScanFrom<N, E>(in, size_t{n} * E, sums);
+  }
   const uint32_t *total = sums + (size_t{n} - 1) * E;
   uint32_t *past = sums + size_t{n} * E;
   for (size_t j = 0; j < (size_t{span.hi} - 1) * E; ++j) past[j] = total[j % E];

@@ -48,25 +48,17 @@ TESSIVO_INLINE void AddShifted(typename Words<N>::Type &v) {
 }
 
 // out[i] = in[i] + out[i - C] for C <= i < count and in[i] below C, in
-// order: the running sums of C interleaved channels, read from bytes or words
-// (in may be out). N is a multiple of C.
-template <int N, int C, class Value>
-TESSIVO_INLINE void ScanFrom(const Value *in, size_t count, uint32_t *out) {
+// order: the running sums of C interleaved channels of words (in may be out).
+// N is a multiple of C. Bytes are best widened to words by a loop of their
+// own first: the vectoriser widens many at a time, a conversion here 16 lanes.
+template <int N, int C>
+TESSIVO_INLINE void ScanFrom(const uint32_t *in, size_t count, uint32_t *out) {
   using V = typename Words<N>::Type;
-  typedef Value Loaded __attribute__((vector_size(sizeof(Value) * N)));
   V carry{};
   size_t i = 0;
   for (; i + N <= count; i += N) {
-    Loaded loaded;
-    std::memcpy(&loaded, in + i, sizeof loaded);
     V v;
-    if constexpr (sizeof(Value) == 1) {
-      // Bytes widen through 16 bits: converted at once, GCC moves them lane by lane.
-      typedef uint16_t Halves __attribute__((vector_size(2 * N)));
-      v = __builtin_convertvector(__builtin_convertvector(loaded, Halves), V);
-    } else {
-      v = __builtin_convertvector(loaded, V);
-    }
+    std::memcpy(&v, in + i, sizeof v);
     AddShifted<N, C, C>(v);
     // The block's own totals are repeated before the carry is added, so the
     // only step from one block to the next is one addition.
