@@ -249,13 +249,11 @@ void CombineInto(uint8_t *__restrict into, const uint8_t *__restrict row, size_t
   for (size_t i = 0; i < length; ++i) into[i] = Op::apply(into[i], row[i]);
 }
 
-// Up to this many pixels a window along a row is combined directly; up to
-// kDoublingWindow by widening (windows of 4, 16, ... pixels, each from four
-// of the previous, then one doubling where needed: about log4 of the width
-// whole-row steps); wider ones take the block method, a fixed three steps a
-// pixel.
+// Up to this many pixels a window along a row is combined directly; wider
+// ones by widening (windows of 4, 16, 64, ... pixels, each from four of the
+// previous, then one doubling where needed and two overlapping windows for
+// the rest): whole-row vector steps, about log4 of the window's width of them.
 constexpr uint32_t kDirectWindow = 4;
-constexpr uint32_t kDoublingWindow = 64;
 
 // The line padded with lo neutral pixels ahead and hi - 1 behind, so that the
 // window of x is padded pixels x to x + k - 1 whatever the edges.
@@ -283,45 +281,22 @@ void ExtremeLine(const uint8_t *__restrict in, uint8_t *__restrict out, uint32_t
   }
   uint8_t *line = work;
   const size_t padded = PadLine<E, Op>(in, n, span, line);
-  if (k <= kDoublingWindow) {
-    // level[j] covers padded pixels j to j + width - 1; four of a width make
-    // the next, then two where four would pass k.
-    uint8_t *level = line, *next = work + padded * E;
-    size_t width = 1;
-    for (; width * 4 <= k; width *= 4) {
-      const size_t step = width * E;
-      CombineFour<Op>(level, level + step, level + 2 * step, level + 3 * step, next, (padded - 4 * width + 1) * E);
-      std::swap(level, next);
-    }
-    if (width * 2 <= k) {
-      CombineRows<Op>(level, level + width * E, next, (padded - 2 * width + 1) * E);
-      std::swap(level, next);
-      width *= 2;
-    }
-    // Two windows of that width overlapping to cover k pixels.
-    CombineRows<Op>(level, level + (k - width) * E, out, length);
-    return;
+  // level[j] covers padded pixels j to j + width - 1; four of a width make
+  // the next, then two where four would pass k.
+  uint8_t *level = line, *next = work + padded * E;
+  size_t width = 1;
+  for (; width * 4 <= k; width *= 4) {
+    const size_t step = width * E;
+    CombineFour<Op>(level, level + step, level + 2 * step, level + 3 * step, next, (padded - 4 * width + 1) * E);
+    std::swap(level, next);
   }
-  // The block method: the padded line cut into blocks of k pixels; each
-  // window is the end of one block (a suffix, `after`) joined with the start
-  // of the next (a prefix, running forward).
-  uint8_t *after = work + padded * E;
-  for (size_t blockEnd = padded; blockEnd > 0;) {
-    const size_t blockStart = (blockEnd - 1) / k * k;
-    std::memcpy(after + (blockEnd - 1) * E, line + (blockEnd - 1) * E, E);
-    for (size_t j = blockEnd - 1; j-- > blockStart;)
-      for (uint32_t c = 0; c < E; ++c) after[j * E + c] = Op::apply(line[j * E + c], after[(j + 1) * E + c]);
-    blockEnd = blockStart;
+  if (width * 2 <= k) {
+    CombineRows<Op>(level, level + width * E, next, (padded - 2 * width + 1) * E);
+    std::swap(level, next);
+    width *= 2;
   }
-  uint8_t *before = after + padded * E;  // prefixes, for the windows that end in each block
-  for (size_t blockStart = 0; blockStart < padded; blockStart += k) {
-    const size_t blockEnd = std::min<size_t>(padded, blockStart + k);
-    std::memcpy(before + blockStart * E, line + blockStart * E, E);
-    for (size_t j = blockStart + 1; j < blockEnd; ++j)
-      for (uint32_t c = 0; c < E; ++c) before[j * E + c] = Op::apply(before[(j - 1) * E + c], line[j * E + c]);
-  }
-  // The window of x ends at x + k - 1.
-  CombineRows<Op>(after, before + (size_t{k} - 1) * E, out, length);
+  // Two windows of that width overlapping to cover k pixels.
+  CombineRows<Op>(level, level + (k - width) * E, out, length);
 }
 
 // The frame, column windows first (whole rows at a time), then, when X is
@@ -423,7 +398,7 @@ bool Prepare(PixxicatoScratch &scratch, uint32_t mode, size_t rowLength, uint32_
       return true;
     }
     if (alongX) {
-      const size_t lineLength = 3 * (size_t{width} + spanX.size()) * pixelBytes;  // padded line and two more
+      const size_t lineLength = 2 * (size_t{width} + spanX.size()) * pixelBytes;  // padded line and one more
       if (scratch.line.size() < lineLength) scratch.line.resize(lineLength);
     }
     if (alongY) {
