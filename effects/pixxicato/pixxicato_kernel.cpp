@@ -172,9 +172,11 @@ TESSIVO_INLINE void MeanRow(const T *in, uint8_t *out, uint32_t n, Span span, ui
   } else {
     simd::ScanFrom<N, E>(in, size_t{n} * E, sums);
   }
-  const uint32_t *total = sums + (size_t{n} - 1) * E;
+  uint32_t total[E];
+  std::memcpy(total, sums + (size_t{n} - 1) * E, sizeof total);
   uint32_t *past = sums + size_t{n} * E;
-  for (size_t j = 0; j < (size_t{span.hi} - 1) * E; ++j) past[j] = total[j % E];
+  for (size_t t = 0; t + 1 < span.hi; ++t)
+    for (uint32_t c = 0; c < E; ++c) past[t * E + c] = total[c];
   simd::WindowBytes<24>(extended, size_t{span.size()} * E, size_t{n} * E, reciprocal, out);
 }
 
