@@ -274,11 +274,19 @@ void ExtremeLine(const uint8_t *__restrict in, uint8_t *__restrict out, uint32_t
   const size_t length = size_t{n} * E;
   const uint32_t k = span.size();
   if (k <= kDirectWindow) {
-    std::memcpy(out, in, length);
-    for (size_t d = 1; d < span.hi; ++d)
+    // The copy takes in the first pixel ahead where there is one.
+    size_t d = 1;
+    if (span.hi >= 2) {
+      CombineRows<Op>(in, in + E, out, length - E);
+      std::memcpy(out + length - E, in + length - E, E);
+      d = 2;
+    } else {
+      std::memcpy(out, in, length);
+    }
+    for (; d < span.hi; ++d)
       for (size_t i = 0; i + d * E < length; ++i) out[i] = Op::apply(out[i], in[i + d * E]);
-    for (size_t d = 1; d <= span.lo; ++d)
-      for (size_t i = d * E; i < length; ++i) out[i] = Op::apply(out[i], in[i - d * E]);
+    for (size_t b = 1; b <= span.lo; ++b)
+      for (size_t i = b * E; i < length; ++i) out[i] = Op::apply(out[i], in[i - b * E]);
     return;
   }
   uint8_t *line = work;
@@ -338,10 +346,16 @@ void ExtremeFilter(const PixxicatoImage &image, WindowSpan windowX, WindowSpan w
   const uint32_t k = spanY.size();
   if (k <= kDirectWindow) {
     for (uint32_t y = 0; y < height; ++y) {
+      // Rows first to end - 1, the first two joined in one step.
       uint8_t *out = target(y);
-      std::memcpy(out, sourceRow(y), rowLength);
-      for (uint32_t r = y > spanY.lo ? y - spanY.lo : 0; r < y; ++r) CombineInto<Op>(out, sourceRow(r), rowLength);
-      for (uint32_t r = y + 1; r < height && r < y + spanY.hi; ++r) CombineInto<Op>(out, sourceRow(r), rowLength);
+      const uint32_t first = y > spanY.lo ? y - spanY.lo : 0;
+      const auto end = static_cast<uint32_t>(std::min<uint64_t>(height, uint64_t{y} + spanY.hi));
+      if (end - first == 1) {
+        std::memcpy(out, sourceRow(first), rowLength);
+      } else {
+        CombineRows<Op>(sourceRow(first), sourceRow(first + 1), out, rowLength);
+        for (uint32_t r = first + 2; r < end; ++r) CombineInto<Op>(out, sourceRow(r), rowLength);
+      }
       finish(y);
     }
     return;
