@@ -431,7 +431,7 @@ bool Prepare(PixxicatoScratch &scratch, uint32_t mode, size_t rowLength, uint32_
 
 template <int N, uint32_t E>
 TESSIVO_INLINE bool Filter(const PixxicatoImage &image, uint32_t mode, float factorX, float factorY,
-                   PixxicatoScratch &scratch) {
+                           PixxicatoScratch &scratch) {
   const bool alongX = factorX != 0.0f;
   const bool alongY = !alongX || factorY != 0.0f;
   const WindowSpan windowX = WindowSize(factorX), windowY = WindowSize(factorY);
