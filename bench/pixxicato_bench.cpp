@@ -12,8 +12,9 @@
 namespace tessivo::bench {
 namespace {
 
-// Each mode at the default factors (0.1: blocks of 97 x 55, windows of 2 x 2)
-// and at the largest in [0, 1] (1.0: blocks of 961 x 541, windows of 17 x 17).
+// Each mode at the default factors (0.1: blocks of 97 x 55, windows of 2 x 2),
+// at the largest in [0, 1] (1.0: blocks of 961 x 541, windows of 17 x 17) and
+// at 4.0 (windows of 65 x 65: a window mode's cost should not grow with it).
 constexpr struct {
   uint32_t mode;
   const char *name;
@@ -22,15 +23,19 @@ constexpr struct {
               {kPixxicatoMean, "mean"},
               {kPixxicatoMaximum, "maximum"},
               {kPixxicatoMinimum, "minimum"}};
-constexpr float kFactors[] = {0.1f, 1.0f};
+constexpr float kFactors[] = {0.1f, 1.0f, 4.0f};
+
+// The widest factor only for the window modes: past 1 a block is wider than the frame.
+bool Measured(uint32_t mode, float factor) { return factor <= 1.0f || mode >= kPixxicatoMean; }
 
 std::string Name(const char *mode, float factor) {
-  return std::string("pixxicato-") + mode + (factor == 1.0f ? " f=1.0" : " f=0.1");
+  return std::string("pixxicato-") + mode + (factor == 4.0f ? " f=4.0" : factor == 1.0f ? " f=1.0" : " f=0.1");
 }
 
 void Register() {
   for (const auto &mode : kModes) {
     for (const float factor : kFactors) {
+      if (!Measured(mode.mode, factor)) continue;
       RegisterForBothFormats(Name(mode.name, factor), [mode = mode.mode, factor](benchmark::State &state,
                                                                                   uint32_t format) {
         const BenchFrame source(format, 3);
@@ -50,8 +55,8 @@ void Register() {
 
 // ffmpeg's nearest filters: pixelize (averaging each block) for the two
 // pixelation modes; a box blur of the nearest odd window for Mean; and for
-// Maximum and Minimum its 3 x 3 dilation and erosion, chained to reach a
-// window of 17 x 17 at f=1.0.
+// Maximum and Minimum its 3 x 3 dilation and erosion, chained to reach the
+// window (eight times for 17 x 17 at f=1.0, 32 for 65 x 65 at f=4.0).
 std::string FfmpegFilter(uint32_t mode, float factor) {
   const WindowSpan window = WindowSize(factor);
   const uint32_t radius = (window.before + window.from) / 2;
@@ -74,7 +79,8 @@ std::string FfmpegFilter(uint32_t mode, float factor) {
 void RegisterFfmpegPeers() {
   for (const auto &mode : kModes)
     for (const float factor : kFactors)
-      RegisterFfmpeg(Name(mode.name, factor), [mode = mode.mode, factor](uint32_t) { return FfmpegFilter(mode, factor); });
+      if (Measured(mode.mode, factor))
+        RegisterFfmpeg(Name(mode.name, factor), [mode = mode.mode, factor](uint32_t) { return FfmpegFilter(mode, factor); });
 }
 
 [[maybe_unused]] const bool kRegistered = (Register(), RegisterFfmpegPeers(), true);

@@ -1,5 +1,8 @@
 #include "pixxicato_kernel.h"
 
+#include "tessivo/simd.h"
+#include "tessivo/simd_scan.h"
+
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
@@ -144,7 +147,9 @@ void MeanLine(const T *in, uint8_t *out, uint32_t n, Span span, uint32_t recipro
 void UpdateSums(uint32_t *__restrict sums, const uint8_t *__restrict entering, const uint8_t *__restrict leaving,
                 size_t length) {
   if (entering != nullptr && leaving != nullptr) {
-    for (size_t i = 0; i < length; ++i) sums[i] += static_cast<uint32_t>(entering[i]) - leaving[i];
+    // The difference is taken in 16 bits, half the widening of two bytes to words.
+    for (size_t i = 0; i < length; ++i)
+      sums[i] += static_cast<uint32_t>(static_cast<int16_t>(static_cast<int16_t>(entering[i]) - leaving[i]));
   } else if (entering != nullptr) {
     for (size_t i = 0; i < length; ++i) sums[i] += entering[i];
   } else if (leaving != nullptr) {
@@ -152,7 +157,30 @@ void UpdateSums(uint32_t *__restrict sums, const uint8_t *__restrict entering, c
   }
 }
 
-template <uint32_t E>
+// Mean along one line on the vector paths (N lanes): the running sums are
+// laid out over the line extended by lo pixels of zero sums ahead and hi - 1
+// copies of the line's total behind, so that every window, cut by an edge or
+// not, is the difference of two sums (lo + hi) pixels apart. `extended` holds
+// (lo + n + hi) * E words, the first (lo + 1) * E of them zero.
+template <int N, uint32_t E, class T>
+TESSIVO_INLINE void MeanRow(const T *in, uint8_t *out, uint32_t n, Span span, uint32_t reciprocal,
+                            uint32_t *extended) {
+  uint32_t *sums = extended + (size_t{span.lo} + 1) * E;
+  if constexpr (sizeof(T) == 1) {
+    for (size_t i = 0; i < size_t{n} * E; ++i) sums[i] = in[i];
+    simd::ScanInPlace<N, E>(sums, size_t{n} * E);
+  } else {
+    simd::ScanFrom<N, E>(in, size_t{n} * E, sums);
+  }
+  uint32_t total[E];
+  std::memcpy(total, sums + (size_t{n} - 1) * E, sizeof total);
+  uint32_t *past = sums + size_t{n} * E;
+  for (size_t t = 0; t + 1 < span.hi; ++t)
+    for (uint32_t c = 0; c < E; ++c) past[t * E + c] = total[c];
+  simd::WindowBytes<24>(extended, size_t{span.size()} * E, size_t{n} * E, reciprocal, out);
+}
+
+template <int N, uint32_t E>
 void MeanFilter(const PixxicatoImage &image, WindowSpan windowX, WindowSpan windowY, bool alongX, bool alongY,
                 PixxicatoScratch &scratch) {
   const uint32_t width = image.width, height = image.height;
@@ -166,20 +194,28 @@ void MeanFilter(const PixxicatoImage &image, WindowSpan windowX, WindowSpan wind
                         (alongY ? uint64_t{windowY.before} + windowY.from : 1);
   const uint32_t reciprocal = MeanReciprocal(area);
 
-  // Rows of the scratch: the prefix sums of a line, then the column sums.
-  uint32_t *prefix = scratch.sums.data();
+  // Rows of the scratch: the column sums, then the running sums of a line
+  // (on the scalar path from its start, on the vector paths extended).
+  uint32_t *sums = scratch.sums.data();
+  uint32_t *prefix = sums + rowLength;
+  if constexpr (N > 0) std::fill_n(prefix, (size_t{spanX.lo} + 1) * E, 0u);
+  const auto line = [&](const auto *in, uint8_t *out) {
+    if constexpr (N > 0) {
+      MeanRow<N, E>(in, out, width, spanX, reciprocal, prefix);
+    } else {
+      MeanLine<E>(in, out, width, spanX, reciprocal, prefix);
+    }
+  };
   if (!alongY) {
-    for (uint32_t y = 0; y < height; ++y)
-      MeanLine<E>(source + sourceStride * y, destination + destinationStride * y, width, spanX, reciprocal, prefix);
+    for (uint32_t y = 0; y < height; ++y) line(source + sourceStride * y, destination + destinationStride * y);
     return;
   }
-  uint32_t *sums = prefix + rowLength + E;
   std::fill_n(sums, rowLength, 0u);
   for (uint32_t r = 0; r < spanY.hi; ++r) UpdateSums(sums, source + sourceStride * r, nullptr, rowLength);
   for (uint32_t y = 0; y < height; ++y) {
     uint8_t *out = destination + destinationStride * y;
     if (alongX) {
-      MeanLine<E>(sums, out, width, spanX, reciprocal, prefix);
+      line(static_cast<const uint32_t *>(sums), out);
     } else {
       for (size_t i = 0; i < rowLength; ++i) out[i] = static_cast<uint8_t>((sums[i] * reciprocal) >> 24);
     }
@@ -203,18 +239,23 @@ template <class Op>
 void CombineRows(const uint8_t *__restrict a, const uint8_t *__restrict b, uint8_t *__restrict out, size_t length) {
   for (size_t i = 0; i < length; ++i) out[i] = Op::apply(a[i], b[i]);
 }
+// out[i] = op of a[i], b[i], c[i] and d[i].
+template <class Op>
+void CombineFour(const uint8_t *__restrict a, const uint8_t *__restrict b, const uint8_t *__restrict c,
+                 const uint8_t *__restrict d, uint8_t *__restrict out, size_t length) {
+  for (size_t i = 0; i < length; ++i) out[i] = Op::apply(Op::apply(a[i], b[i]), Op::apply(c[i], d[i]));
+}
 // into[i] = op(into[i], row[i]).
 template <class Op>
 void CombineInto(uint8_t *__restrict into, const uint8_t *__restrict row, size_t length) {
   for (size_t i = 0; i < length; ++i) into[i] = Op::apply(into[i], row[i]);
 }
 
-// Up to this many pixels a window along a row is combined directly; up to
-// kDoublingWindow by doubling (windows of 2, 4, 8, ... pixels, each from two
-// of the previous, so log2 of the width whole-row steps); wider ones take the
-// block method, a fixed three steps a pixel.
+// Up to this many pixels a window along a row is combined directly; wider
+// ones by widening (windows of 4, 16, 64, ... pixels, each from four of the
+// previous, then one doubling where needed and two overlapping windows for
+// the rest): whole-row vector steps, about log4 of the window's width of them.
 constexpr uint32_t kDirectWindow = 4;
-constexpr uint32_t kDoublingWindow = 64;
 
 // The line padded with lo neutral pixels ahead and hi - 1 behind, so that the
 // window of x is padded pixels x to x + k - 1 whatever the edges.
@@ -233,47 +274,39 @@ void ExtremeLine(const uint8_t *__restrict in, uint8_t *__restrict out, uint32_t
   const size_t length = size_t{n} * E;
   const uint32_t k = span.size();
   if (k <= kDirectWindow) {
-    std::memcpy(out, in, length);
-    for (size_t d = 1; d < span.hi; ++d)
+    // The copy takes in the first pixel ahead where there is one.
+    size_t d = 1;
+    if (span.hi >= 2) {
+      CombineRows<Op>(in, in + E, out, length - E);
+      std::memcpy(out + length - E, in + length - E, E);
+      d = 2;
+    } else {
+      std::memcpy(out, in, length);
+    }
+    for (; d < span.hi; ++d)
       for (size_t i = 0; i + d * E < length; ++i) out[i] = Op::apply(out[i], in[i + d * E]);
-    for (size_t d = 1; d <= span.lo; ++d)
-      for (size_t i = d * E; i < length; ++i) out[i] = Op::apply(out[i], in[i - d * E]);
+    for (size_t b = 1; b <= span.lo; ++b)
+      for (size_t i = b * E; i < length; ++i) out[i] = Op::apply(out[i], in[i - b * E]);
     return;
   }
   uint8_t *line = work;
   const size_t padded = PadLine<E, Op>(in, n, span, line);
-  if (k <= kDoublingWindow) {
-    // level[j] covers padded pixels j to j + width - 1.
-    uint8_t *level = line, *next = work + padded * E;
-    size_t width = 1;
-    for (; width * 2 <= k; width *= 2) {
-      CombineRows<Op>(level, level + width * E, next, (padded - 2 * width + 1) * E);
-      std::swap(level, next);
-    }
-    // Two windows of that width overlapping to cover k pixels.
-    CombineRows<Op>(level, level + (k - width) * E, out, length);
-    return;
+  // level[j] covers padded pixels j to j + width - 1; four of a width make
+  // the next, then two where four would pass k.
+  uint8_t *level = line, *next = work + padded * E;
+  size_t width = 1;
+  for (; width * 4 <= k; width *= 4) {
+    const size_t step = width * E;
+    CombineFour<Op>(level, level + step, level + 2 * step, level + 3 * step, next, (padded - 4 * width + 1) * E);
+    std::swap(level, next);
   }
-  // The block method: the padded line cut into blocks of k pixels; each
-  // window is the end of one block (a suffix, `after`) joined with the start
-  // of the next (a prefix, running forward).
-  uint8_t *after = work + padded * E;
-  for (size_t blockEnd = padded; blockEnd > 0;) {
-    const size_t blockStart = (blockEnd - 1) / k * k;
-    std::memcpy(after + (blockEnd - 1) * E, line + (blockEnd - 1) * E, E);
-    for (size_t j = blockEnd - 1; j-- > blockStart;)
-      for (uint32_t c = 0; c < E; ++c) after[j * E + c] = Op::apply(line[j * E + c], after[(j + 1) * E + c]);
-    blockEnd = blockStart;
+  if (width * 2 <= k) {
+    CombineRows<Op>(level, level + width * E, next, (padded - 2 * width + 1) * E);
+    std::swap(level, next);
+    width *= 2;
   }
-  uint8_t *before = after + padded * E;  // prefixes, for the windows that end in each block
-  for (size_t blockStart = 0; blockStart < padded; blockStart += k) {
-    const size_t blockEnd = std::min<size_t>(padded, blockStart + k);
-    std::memcpy(before + blockStart * E, line + blockStart * E, E);
-    for (size_t j = blockStart + 1; j < blockEnd; ++j)
-      for (uint32_t c = 0; c < E; ++c) before[j * E + c] = Op::apply(before[(j - 1) * E + c], line[j * E + c]);
-  }
-  // The window of x ends at x + k - 1.
-  CombineRows<Op>(after, before + (size_t{k} - 1) * E, out, length);
+  // Two windows of that width overlapping to cover k pixels.
+  CombineRows<Op>(level, level + (k - width) * E, out, length);
 }
 
 // The frame, column windows first (whole rows at a time), then, when X is
@@ -313,10 +346,16 @@ void ExtremeFilter(const PixxicatoImage &image, WindowSpan windowX, WindowSpan w
   const uint32_t k = spanY.size();
   if (k <= kDirectWindow) {
     for (uint32_t y = 0; y < height; ++y) {
+      // Rows first to end - 1, the first two joined in one step.
       uint8_t *out = target(y);
-      std::memcpy(out, sourceRow(y), rowLength);
-      for (uint32_t r = y > spanY.lo ? y - spanY.lo : 0; r < y; ++r) CombineInto<Op>(out, sourceRow(r), rowLength);
-      for (uint32_t r = y + 1; r < height && r < y + spanY.hi; ++r) CombineInto<Op>(out, sourceRow(r), rowLength);
+      const uint32_t first = y > spanY.lo ? y - spanY.lo : 0;
+      const auto end = static_cast<uint32_t>(std::min<uint64_t>(height, uint64_t{y} + spanY.hi));
+      if (end - first == 1) {
+        std::memcpy(out, sourceRow(first), rowLength);
+      } else {
+        CombineRows<Op>(sourceRow(first), sourceRow(first + 1), out, rowLength);
+        for (uint32_t r = first + 2; r < end; ++r) CombineInto<Op>(out, sourceRow(r), rowLength);
+      }
       finish(y);
     }
     return;
@@ -369,12 +408,13 @@ bool Prepare(PixxicatoScratch &scratch, uint32_t mode, size_t rowLength, uint32_
              uint32_t width, Span spanX, Span spanY, bool alongX, bool alongY) {
   try {
     if (mode == kPixxicatoMean) {
-      const size_t sums = 2 * (rowLength + pixelBytes);
+      // The column sums, then the running sums of a line extended by the window.
+      const size_t sums = rowLength + (size_t{width} + spanX.size()) * pixelBytes;
       if (scratch.sums.size() < sums) scratch.sums.resize(sums);
       return true;
     }
     if (alongX) {
-      const size_t lineLength = 3 * (size_t{width} + spanX.size()) * pixelBytes;  // padded line and two more
+      const size_t lineLength = 2 * (size_t{width} + spanX.size()) * pixelBytes;  // padded line and one more
       if (scratch.line.size() < lineLength) scratch.line.resize(lineLength);
     }
     if (alongY) {
@@ -389,9 +429,9 @@ bool Prepare(PixxicatoScratch &scratch, uint32_t mode, size_t rowLength, uint32_
   }
 }
 
-template <uint32_t E>
-inline bool Filter(const PixxicatoImage &image, uint32_t mode, float factorX, float factorY,
-                   PixxicatoScratch &scratch) {
+template <int N, uint32_t E>
+TESSIVO_INLINE bool Filter(const PixxicatoImage &image, uint32_t mode, float factorX, float factorY,
+                           PixxicatoScratch &scratch) {
   const bool alongX = factorX != 0.0f;
   const bool alongY = !alongX || factorY != 0.0f;
   const WindowSpan windowX = WindowSize(factorX), windowY = WindowSize(factorY);
@@ -400,7 +440,7 @@ inline bool Filter(const PixxicatoImage &image, uint32_t mode, float factorX, fl
     return false;
   }
   if (mode == kPixxicatoMean) {
-    MeanFilter<E>(image, windowX, windowY, alongX, alongY, scratch);
+    MeanFilter<N, E>(image, windowX, windowY, alongX, alongY, scratch);
   } else if (mode == kPixxicatoMaximum) {
     ExtremeFilter<E, Largest>(image, windowX, windowY, alongX, alongY, scratch);
   } else {
@@ -409,24 +449,18 @@ inline bool Filter(const PixxicatoImage &image, uint32_t mode, float factorX, fl
   return true;
 }
 
-// The window modes with everything they call inlined, once for AVX2 and once
-// for any x86-64 (the clone is chosen when the bundle loads). Clang cannot
-// combine the two attributes; its builds (the fuzz targets) do without inlining.
-#if defined(__clang__)
-#define TESSIVO_CLONED_FLAT __attribute__((target_clones("avx2", "default")))
-#else
-#define TESSIVO_CLONED_FLAT __attribute__((target_clones("avx2", "default"), flatten))
-#endif
-TESSIVO_CLONED_FLAT bool FilterPlanar8(const PixxicatoImage &image,
-                                                                              uint32_t mode, float x, float y,
-                                                                              PixxicatoScratch &scratch) {
-  return Filter<1>(image, mode, x, y, scratch);
-}
-TESSIVO_CLONED_FLAT bool FilterArgb(const PixxicatoImage &image, uint32_t mode,
-                                                                           float x, float y,
-                                                                           PixxicatoScratch &scratch) {
-  return Filter<4>(image, mode, x, y, scratch);
-}
+// The window modes' entry points, one per instruction set, each with all it
+// calls inlined; N is the lanes of 32 bits along a line (0: the scalar loops).
+#define TESSIVO_PIXXICATO_PATH(suffix, attributes, lanes)                                                       \
+  attributes bool FilterPlanar8##suffix(const PixxicatoImage &image, uint32_t mode, float x, float y,           \
+                                        PixxicatoScratch &scratch) {                                            \
+    return Filter<lanes, 1>(image, mode, x, y, scratch);                                                        \
+  }                                                                                                             \
+  attributes bool FilterArgb##suffix(const PixxicatoImage &image, uint32_t mode, float x, float y,              \
+                                     PixxicatoScratch &scratch) {                                               \
+    return Filter<lanes, 4>(image, mode, x, y, scratch);                                                        \
+  }
+TESSIVO_EACH_SIMD_PATH(TESSIVO_PIXXICATO_PATH, 0, 4, 8, 16)
 
 }  // namespace
 
@@ -460,7 +494,8 @@ bool Pixxicate(const PixxicatoImage &image, uint32_t mode, float x, float y, Pix
     argb ? Pixelate<uint32_t>(image, center, x, y) : Pixelate<uint8_t>(image, center, x, y);
     return true;
   }
-  return argb ? FilterArgb(image, mode, x, y, scratch) : FilterPlanar8(image, mode, x, y, scratch);
+  return argb ? ChooseSimdPath(TESSIVO_SIMD_PATHS(FilterArgb))(image, mode, x, y, scratch)
+              : ChooseSimdPath(TESSIVO_SIMD_PATHS(FilterPlanar8))(image, mode, x, y, scratch);
 }
 
 }  // namespace tessivo

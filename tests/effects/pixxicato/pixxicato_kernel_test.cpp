@@ -1,4 +1,5 @@
 #include "pixxicato_direct.h"
+#include "tessivo/test/simd_levels.h"
 
 #include <gtest/gtest.h>
 
@@ -7,6 +8,7 @@
 #include <cstring>
 #include <limits>
 #include <random>
+#include <string>
 #include <tuple>
 #include <vector>
 
@@ -14,6 +16,18 @@ namespace tessivo {
 namespace {
 
 using namespace direct;
+
+// The kernel on every instruction-set level the machine runs: each gives
+// exactly the expected destination, padding included.
+void ExpectOnEveryLevel(const Frame &source, const Frame &before, uint32_t format, uint32_t mode, float fx, float fy,
+                        const Frame &expected, PixxicatoScratch &scratch) {
+  test::ForEachSimdLevel([&](const std::string &level) {
+    Frame after = before;
+    ASSERT_TRUE(Pixxicate(Describe(source, after, format), mode, fx, fy, scratch));
+    ASSERT_EQ(after.bytes, expected.bytes) << level << ": format " << format << " mode " << mode << " "
+                                           << source.width << "x" << source.height << " X=" << fx << " Y=" << fy;
+  });
+}
 
 class PixxicatoMatchesDefinition : public testing::TestWithParam<std::tuple<uint32_t, uint32_t>> {};
 
@@ -34,10 +48,8 @@ TEST_P(PixxicatoMatchesDefinition, OnRandomFrames) {
         const Frame source(size.w, size.h, format, seed % 9, seed);
         const Frame before(size.w, size.h, format, 3 + seed % 5, seed + 1);
         ++seed;
-        Frame after = before;
-        ASSERT_TRUE(Pixxicate(Describe(source, after, format), mode, fx, fy, scratch));
-        const Frame expected = Expected(source, before, mode, fx, fy);
-        ASSERT_EQ(after.bytes, expected.bytes) << size.w << "x" << size.h << " X=" << fx << " Y=" << fy;
+        ExpectOnEveryLevel(source, before, format, mode, fx, fy, Expected(source, before, mode, fx, fy), scratch);
+        if (HasFatalFailure()) return;
       }
     }
   }
@@ -58,10 +70,32 @@ TEST(PixxicatoKernel, LongLinesMatchDefinitionForEveryWindowWidth) {
         for (const auto &[w, h, fx, fy] : {std::tuple{n > 18 ? 230u : 61u, 3u, factor, 0.0f}, std::tuple{3u, 58u, 0.0f, factor},
                                            std::tuple{29u, 31u, factor, 1.0f - factor}}) {
           const Frame source(w, h, format, 7, n + 100), before(w, h, format, 5, n + 200);
-          Frame after = before;
-          ASSERT_TRUE(Pixxicate(Describe(source, after, format), mode, fx, fy, scratch));
-          ASSERT_EQ(after.bytes, Expected(source, before, mode, fx, fy).bytes)
-              << format << " mode " << mode << " " << w << "x" << h << " X=" << fx << " Y=" << fy;
+          ExpectOnEveryLevel(source, before, format, mode, fx, fy, Expected(source, before, mode, fx, fy), scratch);
+          if (HasFatalFailure()) return;
+        }
+      }
+    }
+  }
+}
+
+// Rows one short of, equal to and one past the vector widths (4 to 64 bytes,
+// a quarter as many ARGB pixels), with windows narrower than the row, as wide
+// and far wider, along each axis and both.
+TEST(PixxicatoKernel, RowsAroundVectorWidths) {
+  PixxicatoScratch scratch;
+  const uint32_t widths[] = {1, 2, 3, 4, 5, 7, 8, 9, 15, 16, 17, 31, 32, 33, 63, 64, 65};
+  const float factors[][2] = {{0.1f, 0.0f}, {1.0f, 0.0f}, {4.0f, 0.0f}, {0.0f, 0.37f}, {0.0f, 1e30f},
+                              {0.37f, 0.1f}, {1.0f, 1.0f}, {4.0f, 0.5f}, {1e30f, 2.0f}};
+  uint32_t seed = 500;
+  for (const uint32_t format : {0u, 2u}) {
+    for (const uint32_t mode : {2u, 3u, 4u}) {
+      for (const uint32_t w : widths) {
+        for (const auto &[fx, fy] : factors) {
+          const uint32_t h = 2 + seed % 4;
+          const Frame source(w, h, format, seed % 7, seed), before(w, h, format, 1 + seed % 3, seed + 1);
+          ++seed;
+          ExpectOnEveryLevel(source, before, format, mode, fx, fy, Expected(source, before, mode, fx, fy), scratch);
+          if (HasFatalFailure()) return;
         }
       }
     }

@@ -47,16 +47,18 @@ TESSIVO_INLINE void AddShifted(typename Words<N>::Type &v) {
   }
 }
 
-// p[i] += p[i - C] for C <= i < count, in order: the running sums of C
-// interleaved channels. N is a multiple of C.
+// out[i] = in[i] + out[i - C] for C <= i < count and in[i] below C, in
+// order: the running sums of C interleaved channels of words (in may be out).
+// N is a multiple of C. Bytes are best widened to words by a loop of their
+// own first: the vectoriser widens many at a time, a conversion here 16 lanes.
 template <int N, int C>
-TESSIVO_INLINE void ScanInPlace(uint32_t *p, size_t count) {
+TESSIVO_INLINE void ScanFrom(const uint32_t *in, size_t count, uint32_t *out) {
   using V = typename Words<N>::Type;
   V carry{};
   size_t i = 0;
   for (; i + N <= count; i += N) {
     V v;
-    std::memcpy(&v, p + i, sizeof v);
+    std::memcpy(&v, in + i, sizeof v);
     AddShifted<N, C, C>(v);
     // The block's own totals are repeated before the carry is added, so the
     // only step from one block to the next is one addition.
@@ -64,9 +66,15 @@ TESSIVO_INLINE void ScanInPlace(uint32_t *p, size_t count) {
     RepeatLast<N, C>(v, totals, std::make_index_sequence<N>());
     v += carry;
     carry += totals;
-    std::memcpy(p + i, &v, sizeof v);
+    std::memcpy(out + i, &v, sizeof v);
   }
-  for (; i < count; ++i) p[i] += i >= C ? p[i - C] : 0u;
+  for (; i < count; ++i) out[i] = in[i] + (i >= C ? out[i - C] : 0u);
+}
+
+// p[i] += p[i - C] for C <= i < count, in order.
+template <int N, int C>
+TESSIVO_INLINE void ScanInPlace(uint32_t *p, size_t count) {
+  ScanFrom<N, C>(p, count, p);
 }
 
 // Running sums of `length` pixels of values (one word per channel) extended
