@@ -1,6 +1,7 @@
 // `tessivo patch new/show/set`: patch files made from a chain, listed, and
 // edited one setting, controller or path at a time.
 #include "cli_common.h"
+#include "patch_edit.h"
 
 #include <tessivo/host/control_expression.h>
 #include <tessivo/host/error.h>
@@ -103,83 +104,6 @@ void runShow(const GlobalOptions& globals, const PatchOptions& options) {
   for (const host::PatchWire& wire : patch.wires) fmt::print("  {} -> {} port {}\n", wire.from, wire.to, wire.port);
 }
 
-bool parseOnOffWord(const std::string& text) {
-  for (const char* on : {"1", "on", "true", "yes"})
-    if (text == on) return true;
-  for (const char* off : {"0", "off", "false", "no"})
-    if (text == off) return false;
-  throw CliError(fmt::format("\"{}\" is not on or off", text));
-}
-
-// KEY=VALUE on one node: a module's setting, or a value on one of its inputs
-// (a controller, an on/off value, or for an image input the id of the node
-// that feeds it); value, on or path on the other kinds.
-void assign(host::Patch& patch, host::Bundle& bundle, host::PatchNode& node, const std::string& text) {
-  const auto equals = text.find('=');
-  if (equals == std::string::npos) throw CliError(fmt::format("\"{}\": expected KEY=VALUE", text));
-  const std::string key = text.substr(0, equals), value = text.substr(equals + 1);
-  switch (node.kind) {
-    case host::PatchNodeKind::Module: {
-      auto instance = createInstance(bundle, node.code);
-      if (host::describeSettings(*instance).find(key) != nullptr) {
-        host::setNodeSetting(patch, bundle, node.id, text);
-        return;
-      }
-      const host::PortInfo* port = host::lookUpInputPort(*instance, key);
-      if (port == nullptr)
-        throw CliError(fmt::format("{} ({}) has no setting or input \"{}\"; its inputs are: {}", node.id,
-                                   instance->name(), key, host::inputPortList(*instance)));
-      const std::string portText = std::to_string(port->index);
-      if (port->type == kTypeImage) {
-        if (patch.find(value) == nullptr) throw CliError(fmt::format("{}: the patch has no node \"{}\"", text, value));
-        patch.connect(value, node.id, portText);
-        return;
-      }
-      // The controller that feeds this port, made for it when there is none yet.
-      std::string source = fmt::format("{}.{}", node.id, port->shortName.empty() ? portText : port->shortName);
-      for (const host::PatchWire& wire : patch.wires)
-        if (wire.to == node.id && host::lookUpInputPort(*instance, wire.port) == port) source = wire.from;
-      host::PatchNode* feeder = patch.find(source);
-      const auto kind = port->type == kTypeOnOff ? host::PatchNodeKind::OnOff : host::PatchNodeKind::Control;
-      if (feeder == nullptr || feeder->kind != kind) {
-        if (feeder != nullptr) source = patch.freeId(source);
-        feeder = &patch.add(kind == host::PatchNodeKind::OnOff ? host::newOnOffNode(source, true)
-                                                               : host::newControlNode(source, "0"));
-      }
-      const std::string id = feeder->id;
-      assign(patch, bundle, *feeder, (kind == host::PatchNodeKind::OnOff ? "on=" : "value=") + value);
-      patch.connect(id, node.id, portText);
-      return;
-    }
-    case host::PatchNodeKind::Control:
-      if (key != "value") break;
-      try {
-        host::makeControlValue(value);
-      } catch (const host::HostError& error) {
-        throw CliError(fmt::format("{}: neither a number nor a valid expression in t: {}", text, error.what()));
-      }
-      node.value = value;
-      return;
-    case host::PatchNodeKind::OnOff:
-      if (key != "on") break;
-      node.on = parseOnOffWord(value);
-      return;
-    case host::PatchNodeKind::Still:
-    case host::PatchNodeKind::Video:
-    case host::PatchNodeKind::ImageSequence:
-      if (key != "path") break;
-      node.path = value;
-      return;
-    case host::PatchNodeKind::TestScene: break;
-  }
-  throw CliError(fmt::format("\"{}\": a {} node has no \"{}\" (expected {})", text, host::patchNodeKindName(node.kind),
-                             key,
-                             node.kind == host::PatchNodeKind::Control ? "value"
-                             : node.kind == host::PatchNodeKind::OnOff ? "on"
-                             : node.kind == host::PatchNodeKind::TestScene ? "nothing"
-                                                                           : "path"));
-}
-
 void runSet(const GlobalOptions& globals, const PatchOptions& options) {
   host::Patch patch = host::loadPatch(options.file);
   auto bundle = loadBundle(globals);
@@ -196,7 +120,7 @@ void runSet(const GlobalOptions& globals, const PatchOptions& options) {
       throw CliError(fmt::format("{} has no node \"{}\"; its nodes are: {}", options.file, options.node, ids));
     }
     const std::string id = node->id;
-    for (const std::string& assignment : options.assignments) assign(patch, *bundle, *patch.find(id), assignment);
+    for (const std::string& assignment : options.assignments) assignToNode(patch, *bundle, id, assignment);
   }
   check(*bundle, patch, options.file);
   host::savePatch(patch, options.file);

@@ -2,6 +2,7 @@
 // sequence or a pipe, each frame rendered at its own time, encoded to a file.
 #include "chain.h"
 #include "cli_common.h"
+#include "patch_edit.h"
 #include "progress.h"
 
 #include <tessivo/host/graph.h>
@@ -91,9 +92,6 @@ void runRender(const GlobalOptions& globals, const RenderOptions& options) {
   std::string input = options.input;
   const fs::path folder = fs::path(options.chain.chain).parent_path();
   if (patchMode) {
-    if (!options.chain.sets.empty() || !options.chain.controls.empty() || options.chain.off ||
-        !options.chain.settingsFile.empty())
-      throw CliError("--set, --ctrl, --off and --settings change a chain; change a patch with tessivo patch set");
     patch = host::loadPatch(options.chain.chain);
     input = patchInput(*patch, folder, options).value_or("");
   }
@@ -107,6 +105,7 @@ void runRender(const GlobalOptions& globals, const RenderOptions& options) {
   }
 
   auto bundle = loadBundle(globals);
+  if (patchMode) applyChainOptions(*patch, *bundle, options.chain);  // for this run; the file is not changed
   host::media::VideoReader reader(input);
   const uint32_t format = options.chain.gray ? host::kGrey8 : host::kARGB32;
   host::Graph graph(*bundle);

@@ -120,6 +120,20 @@ TEST_F(RenderTest, APatchEditedOnTheCommandLineRendersLikeTheChain) {
   const RunResult defaults = run({"render", "fadr+embs", "-i", "clip.mkv", "-o", "-", "--ctrl", "Fade=ramp(t,0,0.5)"});
   EXPECT_FALSE(defaults.out == chained.out);  // the settings show in the frames
 
+  // The chain's options on a patch, for one run: by node or code, or on every module with the key.
+  ASSERT_EQ(run({"patch", "new", "q.json", "fadr+embs"}).exitCode, 0);
+  const std::string saved = readText(path("q.json"));
+  const RunResult overridden = run({"render", "q.json", "-i", "clip.mkv", "-o", "-", "--ctrl", "Fade=ramp(t,0,0.5)",
+                                    "--set", "embs:Effect=Stonify", "--set", "Fade Color=#11223300"});
+  ASSERT_EQ(overridden.exitCode, 0) << overridden.err;
+  EXPECT_TRUE(overridden.out == chained.out);
+  EXPECT_EQ(readText(path("q.json")), saved);
+  const RunResult off = run({"render", "q.json", "-i", "clip.mkv", "-o", "-", "--off"});
+  EXPECT_TRUE(off.exitCode == 0 && off.out == run({"render", "fadr+embs", "-i", "clip.mkv", "-o", "-", "--off"}).out);
+  const RunResult nowhere = run({"render", "q.json", "-i", "clip.mkv", "-o", "-", "--set", "Glow=1"});
+  EXPECT_TRUE(nowhere.oneLineError() && nowhere.exitCode == 2) << nowhere.err;
+  EXPECT_THAT(nowhere.err, ::testing::HasSubstr("no module node of the patch has \"Glow\""));
+
   const RunResult unknown = run({"patch", "set", "p.json", "fadr", "Fdae=1"});
   EXPECT_TRUE(unknown.oneLineError()) << unknown.err;
   EXPECT_THAT(unknown.err, ::testing::HasSubstr("has no setting or input \"Fdae\""));
