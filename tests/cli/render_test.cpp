@@ -3,6 +3,7 @@
 #include "cli_runner.h"
 
 #include <tessivo/host/image_file.h>
+#include <tessivo/host/image_ops.h>
 
 #include <csignal>
 #include <cstdlib>
@@ -31,14 +32,6 @@ class RenderTest : public CliTest {
   int shell(const std::string &command) const {
     return std::system(("cd " + shellQuote(dir_.string()) + " && " + command).c_str());
   }
-
-  static bool samePixels(const host::Image &a, const host::Image &b) {
-    if (a.width() != b.width() || a.height() != b.height()) return false;
-    for (uint32_t y = 0; y < a.height(); ++y)
-      for (uint32_t x = 0; x < a.width(); ++x)
-        if (a.pixel(x, y) != b.pixel(x, y)) return false;
-    return true;
-  }
 };
 
 TEST_F(RenderTest, ChainOverAClipEqualsApplyAtEachFramesTimeWithRateSizeAndAudioKept) {
@@ -65,7 +58,7 @@ TEST_F(RenderTest, ChainOverAClipEqualsApplyAtEachFramesTimeWithRateSizeAndAudio
                                       "--time", std::to_string((i - 1) / 10.0)};
     apply.insert(apply.end(), chain.begin(), chain.end());
     ASSERT_EQ(run(apply).exitCode, 0);
-    EXPECT_TRUE(samePixels(host::readImage(path("out_" + std::to_string(i) + ".png"), host::ImageTarget::Argb),
+    EXPECT_TRUE(host::samePixels(host::readImage(path("out_" + std::to_string(i) + ".png"), host::ImageTarget::Argb),
                            host::readImage(path("expected.png"), host::ImageTarget::Argb)))
         << "frame " << i;
   }

@@ -5,6 +5,7 @@
 
 #include <tessivo/host/graph.h>
 #include <tessivo/host/image_file.h>
+#include <tessivo/host/image_ops.h>
 #include <tessivo/host/media/video_writer.h>
 #include <tessivo/host/patch.h>
 #include <tessivo/studio/studio.h>
@@ -82,13 +83,7 @@ class StudioApi : public ::testing::Test {
   std::unique_ptr<httplib::Client> client;
 };
 
-bool samePixels(const host::Image& a, const host::Image& b) {
-  if (a.width() != b.width() || a.height() != b.height()) return false;
-  for (uint32_t y = 0; y < a.height(); ++y)
-    for (uint32_t x = 0; x < a.width(); ++x)
-      if (a.pixel(x, y) != b.pixel(x, y)) return false;
-  return true;
-}
+using host::samePixels;
 
 TEST_F(StudioApi, PaletteAndPageComeFromTheBundle) {
   json palette = ok(request("GET", "/api/palette"));
