@@ -8,6 +8,7 @@
 #include <tessivo/host/error.h>
 #include <tessivo/host/graph.h>
 #include <tessivo/host/module_discovery.h>
+#include <tessivo/host/settings_store.h>
 
 #include <fmt/format.h>
 
@@ -97,9 +98,18 @@ void assignToNode(host::Patch& patch, host::Bundle& bundle, const std::string& i
 
 
 void applyChainOptions(host::Patch& patch, host::Bundle& bundle, const ChainOptions& options) {
-  if (!options.settingsFile.empty())
-    throw UsageError("--settings changes a chain; give a patch's modules their settings with tessivo patch set or "
-                     "tessivo panel --patch");
+  if (!options.settingsFile.empty()) {
+    // The file's groups over the module nodes' own, checked as apply checks them.
+    host::SettingsStore store;
+    loadSettingsFile(bundle, store, options.settingsFile);
+    const nlohmann::json groups = store.toJson()["groups"];
+    for (host::PatchNode& node : patch.nodes) {
+      if (node.kind != host::PatchNodeKind::Module) continue;
+      const std::string group = host::describeSettings(*createInstance(bundle, node.code)).group;
+      if (!group.empty() && groups.contains(group))
+        for (const auto& [key, value] : groups[group].items()) node.settings[group][key] = value;
+    }
+  }
   // [WHICH:]KEY=VALUE on the module nodes WHICH names (a node id or a module code), or
   // without WHICH on every module node that has KEY.
   const auto apply = [&](const std::string& text, const char* option) {

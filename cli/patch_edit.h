@@ -16,9 +16,10 @@ namespace tessivo::cli {
 // node and what it has.
 void assignToNode(host::Patch& patch, host::Bundle& bundle, const std::string& id, const std::string& text);
 
-// A chain's --set, --ctrl and --off on a patch's module nodes: [WHICH:] names
-// a node id or a module code; without it an assignment goes to every module
-// node that has the key. --settings is refused (UsageError).
+// A chain's --settings, --set, --ctrl and --off on a patch's module nodes, in
+// that order: the file's groups go to the nodes of those modules; [WHICH:]
+// names a node id or a module code, and without it an assignment goes to
+// every module node that has the key.
 void applyChainOptions(host::Patch& patch, host::Bundle& bundle, const ChainOptions& options);
 
 }  // namespace tessivo::cli

@@ -121,6 +121,14 @@ TEST_F(RenderTest, APatchEditedOnTheCommandLineRendersLikeTheChain) {
   ASSERT_EQ(overridden.exitCode, 0) << overridden.err;
   EXPECT_TRUE(overridden.out == chained.out);
   EXPECT_EQ(readText(path("q.json")), saved);
+  std::ofstream(path("s.json")) << R"({"format":"tessivo-settings","version":1,"groups":{"Fader":{)"
+                                   R"("Fade Color":{"type":"integer","value":4278255360}}}})";
+  const RunResult fromFile = run({"render", "q.json", "-i", "clip.mkv", "-o", "-", "--settings", "s.json", "--ctrl",
+                                  "fadr:Fade=0.5"});
+  ASSERT_EQ(fromFile.exitCode, 0) << fromFile.err;
+  EXPECT_TRUE(fromFile.out == run({"render", "fadr+embs", "-i", "clip.mkv", "-o", "-", "--settings", "s.json",
+                                   "--ctrl", "fadr:Fade=0.5"}).out);
+  EXPECT_FALSE(fromFile.out == run({"render", "q.json", "-i", "clip.mkv", "-o", "-", "--ctrl", "Fade=0.5"}).out);
   const RunResult off = run({"render", "q.json", "-i", "clip.mkv", "-o", "-", "--off"});
   EXPECT_TRUE(off.exitCode == 0 && off.out == run({"render", "fadr+embs", "-i", "clip.mkv", "-o", "-", "--off"}).out);
   const RunResult nowhere = run({"render", "q.json", "-i", "clip.mkv", "-o", "-", "--set", "Glow=1"});
