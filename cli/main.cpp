@@ -16,7 +16,7 @@
 
 int main(int argc, char** argv) {
   using namespace tessivo::cli;
-  CLI::App app{"tessivo: real-time image effects on stills, in panels and in a demo sheet", "tessivo"};
+  CLI::App app{"tessivo: real-time image effects on stills and video, in chains and patches, panels, the studio and a demo sheet", "tessivo"};
   app.require_subcommand(1);
   app.set_version_flag("--version", std::string("tessivo ") + TESSIVO_VERSION);
   app.fallthrough();
