@@ -71,22 +71,22 @@ void decode(const DecodeRequest &request, DecodeResult &result) {
   void *proxyPointer = &proxy;
   config.attribute("oiio:ioproxy", OIIO::TypeDesc::PTR, &proxyPointer);
   const QuietStderr quiet;
-  OIIO::ImageSpec spec;
-  if (!input->open(request.name, spec, config)) return fail(Failure::Header, oneLine(input->geterror()));
-  if (std::string refusal = request.checkSize(spec.width, spec.height, spec.depth); !refusal.empty())
+  OIIO::ImageSpec header;
+  if (!input->open(request.name, header, config)) return fail(Failure::Header, oneLine(input->geterror()));
+  if (std::string refusal = request.checkSize(header.width, header.height, header.depth); !refusal.empty())
     return fail(Failure::Size, std::move(refusal));
-  if (spec.nchannels <= 0) return fail(Failure::Channels, "");
+  if (header.nchannels <= 0) return fail(Failure::Channels, "");
 
-  const int channels = std::min(spec.nchannels, 4);
-  int alpha = spec.alpha_channel >= 0 && spec.alpha_channel < channels ? spec.alpha_channel : -1;
-  if (alpha < 0 && (channels == 2 || channels == 4) && spec.nchannels == channels) alpha = channels - 1;
-  result.samples.resize(std::size_t(spec.width) * std::size_t(spec.height) * std::size_t(channels));
+  const int channels = std::min(header.nchannels, 4);
+  int alpha = header.alpha_channel >= 0 && header.alpha_channel < channels ? header.alpha_channel : -1;
+  if (alpha < 0 && (channels == 2 || channels == 4) && header.nchannels == channels) alpha = channels - 1;
+  result.samples.resize(std::size_t(header.width) * std::size_t(header.height) * std::size_t(channels));
   if (!input->read_image(0, 0, 0, channels, OIIO::TypeDesc::UINT8, result.samples.data())) {
     result.samples.clear();
     return fail(Failure::Data, oneLine(input->geterror()));
   }
   input->close();
-  result.width = spec.width, result.height = spec.height, result.channels = channels, result.alpha = alpha;
+  result.width = header.width, result.height = header.height, result.channels = channels, result.alpha = alpha;
 }
 
 void encode(const EncodeRequest &request, EncodeResult &result) {
@@ -96,17 +96,17 @@ void encode(const EncodeRequest &request, EncodeResult &result) {
     result.error = request.format + " images are not supported by this build";
     return;
   }
-  OIIO::ImageSpec spec(request.width, request.height, request.channels,
+  OIIO::ImageSpec layout(request.width, request.height, request.channels,
                        request.format == "openexr" ? OIIO::TypeDesc::HALF : OIIO::TypeDesc::UINT8);
-  spec.attribute("oiio:UnassociatedAlpha", 1);
-  spec.attribute("png:compressionLevel", std::clamp(request.pngLevel, 0, 9));
+  layout.attribute("oiio:UnassociatedAlpha", 1);
+  layout.attribute("png:compressionLevel", std::clamp(request.pngLevel, 0, 9));
   if (request.format == "jpeg" || request.format == "webp")
-    spec.attribute("compression", request.format + ":" + std::to_string(std::clamp(request.quality, 1, 100)));
+    layout.attribute("compression", request.format + ":" + std::to_string(std::clamp(request.quality, 1, 100)));
   std::vector<unsigned char> bytes;
   OIIO::Filesystem::IOVecOutput proxy(bytes);
   void *proxyPointer = &proxy;
-  spec.attribute("oiio:ioproxy", OIIO::TypeDesc::PTR, &proxyPointer);
-  if (!output->open("image." + request.format, spec) || !output->write_image(OIIO::TypeDesc::UINT8, request.samples) ||
+  layout.attribute("oiio:ioproxy", OIIO::TypeDesc::PTR, &proxyPointer);
+  if (!output->open("image." + request.format, layout) || !output->write_image(OIIO::TypeDesc::UINT8, request.samples) ||
       !output->close()) {
     result.error = oneLine(output->geterror());
     return;
