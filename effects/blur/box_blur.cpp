@@ -178,30 +178,55 @@ TESSIVO_INLINE void Horizontal(const BlurImage &image, uint32_t r, uint32_t *p) 
 // Columns a strip of bytes at a time, so the sums stay in the first cache.
 constexpr size_t kStrip = 2048;
 
+// sums[j] += entering[j] - leaving[j], the difference taken in 16 bits (half
+// the widening of two bytes to words); sums of either width.
+template <class Sum>
+TESSIVO_INLINE void MoveSums(Sum *__restrict sums, const uint8_t *__restrict entering,
+                             const uint8_t *__restrict leaving, size_t count) {
+  for (size_t j = 0; j < count; ++j)
+    sums[j] = static_cast<Sum>(sums[j] + static_cast<Sum>(static_cast<int16_t>(entering[j] - leaving[j])));
+}
+
+// out[j] = (sums[j] * weight) >> 16; with 16-bit sums and weight the high
+// half of a 16-bit product.
+template <class Sum>
+TESSIVO_INLINE void ScaleSums(const Sum *__restrict sums, Sum weight, uint8_t *__restrict out, size_t count) {
+  for (size_t j = 0; j < count; ++j) out[j] = static_cast<uint8_t>((uint32_t{sums[j]} * uint32_t{weight}) >> 16);
+}
+
+// The vertical pass with one sum per byte of the strip. A window of at most
+// kNarrowWindow rows sums to at most 255 * 257 = 65535, so 16-bit sums hold
+// it, and (sum * weight) >> 16 is the high half of a 16-bit product.
+constexpr uint32_t kNarrowWindow = 257;
+
+template <class Sum>
+TESSIVO_INLINE void VerticalStrips(const ByteRows &rows, size_t bytes, uint32_t height, uint32_t r, Sum weight) {
+  const uint32_t last = height - 1;
+  Sum sums[kStrip];
+  for (size_t left = 0; left < bytes; left += kStrip) {
+    const size_t count = std::min(kStrip, bytes - left);
+    const uint8_t *top = rows.in(0) + left;
+    for (size_t j = 0; j < count; ++j) sums[j] = static_cast<Sum>(top[j] * (r + 1));
+    for (uint32_t i = 1; i <= r; ++i) {
+      const uint8_t *row = rows.in(i) + left;
+      for (size_t j = 0; j < count; ++j) sums[j] = static_cast<Sum>(sums[j] + row[j]);
+    }
+    for (uint32_t y = 0; y < height; ++y) {
+      ScaleSums(sums, weight, rows.out(y) + left, count);
+      MoveSums(sums, rows.in(std::min(y + r + 1, last)) + left, rows.in(y >= r ? y - r : 0) + left, count);
+    }
+  }
+}
+
 template <int C>
 TESSIVO_INLINE void Vertical(const BlurImage &image, uint32_t r) {
   const ByteRows rows = BytesOf<C>(image);
   const uint32_t weight = 0x10000u / (2 * r + 1);
-  const uint32_t last = image.height - 1;
   const size_t bytes = size_t{image.width} * C;
-  uint32_t sums[kStrip];
-  for (size_t left = 0; left < bytes; left += kStrip) {
-    const size_t count = std::min(kStrip, bytes - left);
-    const uint8_t *top = rows.in(0) + left;
-    for (size_t j = 0; j < count; ++j) sums[j] = top[j] * (r + 1);
-    for (uint32_t i = 1; i <= r; ++i) {
-      const uint8_t *row = rows.in(i) + left;
-      for (size_t j = 0; j < count; ++j) sums[j] += row[j];
-    }
-    for (uint32_t y = 0; y < image.height; ++y) {
-      uint8_t *out = rows.out(y) + left;
-      const uint8_t *entering = rows.in(std::min(y + r + 1, last)) + left;
-      const uint8_t *leaving = rows.in(y >= r ? y - r : 0) + left;
-      for (size_t j = 0; j < count; ++j) {
-        out[j] = static_cast<uint8_t>((sums[j] * weight) >> 16);
-        sums[j] += entering[j] - uint32_t{leaving[j]};
-      }
-    }
+  if (r > 0 && 2 * r + 1 <= kNarrowWindow) {
+    VerticalStrips<uint16_t>(rows, bytes, image.height, r, static_cast<uint16_t>(weight));
+  } else {
+    VerticalStrips<uint32_t>(rows, bytes, image.height, r, weight);
   }
 }
 
@@ -224,7 +249,7 @@ TESSIVO_INLINE void TwoDimensional(const BlurImage &image, uint32_t rx, uint32_t
   for (uint32_t y = 0; y < image.height; ++y) {
     const uint8_t *entering = rows.in(std::min(y + ry, lastRow));
     const uint8_t *leaving = rows.in(y > ry ? y - ry - 1 : 0);
-    for (size_t j = 0; j < bytes; ++j) columns[j] += entering[j] - uint32_t{leaving[j]};
+    MoveSums(columns, entering, leaving, bytes);
     simd::ExtendedRunningSums<N, C>(columns, image.width, rx, p);
     simd::WindowBytes<23>(p, (2 * size_t{rx} + 1) * C, bytes, weight, rows.out(y));
   }

@@ -47,14 +47,18 @@ TESSIVO_INLINE void AddShifted(typename Words<N>::Type &v) {
   }
 }
 
-// out[i] = in[i] + out[i - C] for C <= i < count and in[i] below C, in
-// order: the running sums of C interleaved channels of words (in may be out).
-// N is a multiple of C. Bytes are best widened to words by a loop of their
-// own first: the vectoriser widens many at a time, a conversion here 16 lanes.
+// out[i] = in[i] + out[i - C] for C <= i < count and in[i] + start[i] below
+// C, in order: the running sums of C interleaved channels of words, carried
+// on from the C sums at start (zero without; in may be out, start not in
+// out). N is a multiple of C. Bytes are best widened to words by a loop of
+// their own first: the vectoriser widens many at a time, a conversion here 16
+// lanes.
 template <int N, int C>
-TESSIVO_INLINE void ScanFrom(const uint32_t *in, size_t count, uint32_t *out) {
+TESSIVO_INLINE void ScanFrom(const uint32_t *in, size_t count, uint32_t *out, const uint32_t *start = nullptr) {
   using V = typename Words<N>::Type;
   V carry{};
+  if (start != nullptr)
+    for (int i = 0; i < N; ++i) carry[i] = start[i % C];
   size_t i = 0;
   for (; i + N <= count; i += N) {
     V v;
@@ -68,7 +72,7 @@ TESSIVO_INLINE void ScanFrom(const uint32_t *in, size_t count, uint32_t *out) {
     carry += totals;
     std::memcpy(out + i, &v, sizeof v);
   }
-  for (; i < count; ++i) out[i] = in[i] + (i >= C ? out[i - C] : 0u);
+  for (; i < count; ++i) out[i] = in[i] + (i >= C ? out[i - C] : start != nullptr ? start[i] : 0u);
 }
 
 // p[i] += p[i - C] for C <= i < count, in order.
@@ -81,19 +85,27 @@ TESSIVO_INLINE void ScanInPlace(uint32_t *p, size_t count) {
 // by r copies of the first pixel before and r after the last: p[0..C) = 0,
 // p[(k + 1) * C + c] = sum of the first k + 1 extended samples of channel c.
 // The window of 2r + 1 around pixel x is p[(x + 2r + 1) C + c] - p[x C + c].
+// The copies are multiples of an edge pixel, written directly; the scan runs
+// over the pixels themselves, straight from words, from bytes after a loop
+// that widens them.
 template <int N, int C, class Value>
 TESSIVO_INLINE void ExtendedRunningSums(const Value *values, uint32_t length, uint32_t r, uint32_t *p) {
-  for (int c = 0; c < C; ++c) p[c] = 0;
-  uint32_t *e = p + C;
+  for (uint32_t k = 0; k <= r; ++k)
+    for (int c = 0; c < C; ++c) p[size_t{k} * C + c] = k * uint32_t{values[c]};
+  const uint32_t *before = p + size_t{r} * C;
+  uint32_t *sums = p + (size_t{r} + 1) * C;
+  const size_t count = size_t{length} * C;
+  if constexpr (sizeof(Value) == sizeof(uint32_t)) {
+    ScanFrom<N, C>(values, count, sums, before);
+  } else {
+    for (size_t j = 0; j < count; ++j) sums[j] = values[j];
+    ScanFrom<N, C>(sums, count, sums, before);
+  }
+  const Value *last = values + (size_t{length} - 1) * C;
+  const uint32_t *total = sums + count - C;
+  uint32_t *after = sums + count;
   for (uint32_t k = 0; k < r; ++k)
-    for (int c = 0; c < C; ++c) e[size_t{k} * C + c] = values[c];
-  e += size_t{r} * C;
-  for (size_t j = 0; j < size_t{length} * C; ++j) e[j] = values[j];
-  e += size_t{length} * C;
-  const Value *last = values + size_t{length - 1} * C;
-  for (uint32_t k = 0; k < r; ++k)
-    for (int c = 0; c < C; ++c) e[size_t{k} * C + c] = last[c];
-  ScanInPlace<N, C>(p, (size_t{length} + 2 * size_t{r} + 1) * C);
+    for (int c = 0; c < C; ++c) after[size_t{k} * C + c] = total[c] + (k + 1) * uint32_t{last[c]};
 }
 
 // out[i] = ((p[i + distance] - p[i]) * weight) >> Shift as a byte: a window
