@@ -165,10 +165,28 @@ ByteRows BytesOf(const BlurImage &image) {
           static_cast<uint8_t *>(image.destination), image.destinationRowBytes / C * size_t{C}};
 }
 
+// A window of at most this many bytes sums to at most 255 * 257 = 65535:
+// 16-bit sums hold it, and (sum * weight) >> 16 is the high half of a 16-bit
+// product.
+constexpr uint32_t kNarrowWindow = 257;
+
+bool Narrow(uint32_t r) { return r > 0 && 2 * r + 1 <= kNarrowWindow; }
+
+// Rows with narrow windows run on 16-bit running sums (wrapping, their
+// differences exact), twice the lanes a step.
 template <int N, int C>
 TESSIVO_INLINE void Horizontal(const BlurImage &image, uint32_t r, uint32_t *p) {
   const ByteRows rows = BytesOf<C>(image);
   const uint32_t weight = 0x10000u / (2 * r + 1);
+  if (Narrow(r)) {
+    auto *narrow = reinterpret_cast<uint16_t *>(p);
+    for (uint32_t y = 0; y < image.height; ++y) {
+      simd::ExtendedRunningSums<2 * N, C>(rows.in(y), image.width, r, narrow);
+      simd::WindowBytesHigh(narrow, (2 * size_t{r} + 1) * C, size_t{image.width} * C, static_cast<uint16_t>(weight),
+                            rows.out(y));
+    }
+    return;
+  }
   for (uint32_t y = 0; y < image.height; ++y) {
     simd::ExtendedRunningSums<N, C>(rows.in(y), image.width, r, p);
     simd::WindowBytes<16>(p, (2 * size_t{r} + 1) * C, size_t{image.width} * C, weight, rows.out(y));
@@ -197,10 +215,8 @@ TESSIVO_INLINE void ScaleSums(const Sum *__restrict sums, Sum weight, uint8_t *_
   for (size_t j = 0; j < count; ++j) out[j] = static_cast<uint8_t>((uint32_t{sums[j]} * uint32_t{weight}) >> 16);
 }
 
-// The vertical pass with one sum per byte of the strip. A window of at most
-// kNarrowWindow rows sums to at most 255 * 257 = 65535, so 16-bit sums hold
-// it, and (sum * weight) >> 16 is the high half of a 16-bit product.
-constexpr uint32_t kNarrowWindow = 257;
+// The vertical pass with one sum per byte of the strip, 16-bit for narrow
+// windows.
 
 template <class Sum>
 TESSIVO_INLINE void VerticalStrips(const ByteRows &rows, size_t bytes, uint32_t height, uint32_t r, Sum weight) {
@@ -226,7 +242,7 @@ TESSIVO_INLINE void Vertical(const BlurImage &image, uint32_t r) {
   const ByteRows rows = BytesOf<C>(image);
   const uint32_t weight = 0x10000u / (2 * r + 1);
   const size_t bytes = size_t{image.width} * C;
-  if (r > 0 && 2 * r + 1 <= kNarrowWindow) {
+  if (Narrow(r)) {
     VerticalStrips<uint16_t>(rows, bytes, image.height, r, static_cast<uint16_t>(weight));
   } else {
     VerticalStrips<uint32_t>(rows, bytes, image.height, r, weight);

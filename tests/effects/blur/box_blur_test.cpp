@@ -152,8 +152,7 @@ TEST(BlurBoxBlur, EveryPassMatchesTheDirectWindow) {
 }
 
 // Widths around the vector widths (in bytes and in ARGB pixels), with the
-// radius up to its largest; tall columns whose windows reach the largest
-// that 16-bit column sums hold (257 rows of 255) and just past it.
+// radius up to its largest; long rows and tall columns.
 TEST(BlurBoxBlur, VectorWidthsAndTallWindows) {
   test::ForEachSimdLevel([](const std::string &level) {
     SCOPED_TRACE(level);
@@ -170,6 +169,20 @@ TEST(BlurBoxBlur, VectorWidthsAndTallWindows) {
           DirectTwoDimensional(in, want, r, 1.0f, true);
           ASSERT_EQ(got.bytes, want.bytes) << "2-D " << w << " r " << r << " format " << format;
         }
+    // Rows and columns whose windows reach the largest that 16-bit sums hold
+    // (257 of 255) and just past it, white in one half.
+    for (uint32_t format : {0u, 2u})
+      for (float r : {126.0f, 127.0f, 128.0f, 129.0f, 130.0f}) {
+        const uint32_t w = 600 + format;
+        Plane in(w, 3, format, 2), want(w, 3, format, 1), got(w, 3, format, 1);
+        for (uint32_t y = 0; y < 3; ++y)
+          for (uint32_t x = 0; x < w; ++x)
+            for (uint32_t c = 0; c < in.bytesPerPixel(); ++c) in.at(x, y, int(c)) = x < w / 2 ? 255 : uint8_t(random());
+        HorizontalBoxBlur(Image(in, got), r, true);
+        DirectHorizontal(in, want, r, true);
+        ASSERT_EQ(got.bytes, want.bytes) << "horizontal r " << r << " format " << format;
+        ASSERT_TRUE(got.paddingIntact());
+      }
     for (uint32_t format : {0u, 2u})
       for (float r : {126.0f, 127.0f, 128.0f, 129.0f, 130.0f}) {
         const uint32_t w = format == 2 ? 5 : 19;
