@@ -268,8 +268,10 @@ TESSIVO_INLINE void TwoDimensional(const BlurImage &image, uint32_t rx, uint32_t
   for (uint32_t y = 0; y < image.height; ++y) {
     const uint8_t *entering = rows.in(std::min(y + ry, lastRow));
     const uint8_t *leaving = rows.in(y > ry ? y - ry - 1 : 0);
-    MoveSums(columns, entering, leaving, bytes);
-    simd::ExtendedRunningSums<N, C>(columns, image.width, rx, p);
+    // The column sums move a chunk at a time, just before the scan reads them.
+    simd::ExtendedRunningSums<N, C>(columns, image.width, rx, p, [&](size_t from, size_t count) {
+      MoveSums(columns + from, entering + from, leaving + from, count);
+    });
     simd::WindowBytes<23>(p, (2 * size_t{rx} + 1) * C, bytes, weight, rows.out(y));
   }
 }

@@ -182,6 +182,9 @@ TEST(BlurBoxBlur, VectorWidthsAndTallWindows) {
         DirectHorizontal(in, want, r, true);
         ASSERT_EQ(got.bytes, want.bytes) << "horizontal r " << r << " format " << format;
         ASSERT_TRUE(got.paddingIntact());
+        TwoDimensionalBoxBlur(Image(in, got), {r, 1.0f, true});
+        DirectTwoDimensional(in, want, r, 1.0f, true);
+        ASSERT_EQ(got.bytes, want.bytes) << "2-D r " << r << " format " << format;
       }
     for (uint32_t format : {0u, 2u})
       for (float r : {126.0f, 127.0f, 128.0f, 129.0f, 130.0f}) {

@@ -4,6 +4,7 @@
 // modulo 2^32, which keeps every window sum below 2^32 exact.
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -94,25 +95,38 @@ TESSIVO_INLINE void ScanInPlace(L *p, size_t count) {
 // x is p[(x + 2r + 1) C + c] - p[x C + c]. The copies are multiples of an
 // edge pixel, written directly; the scan runs over the pixels themselves,
 // straight from values of the lanes' type, else after a loop that widens
-// them. N lanes a step.
-template <int N, int C, class Value, class L>
-TESSIVO_INLINE void ExtendedRunningSums(const Value *values, uint32_t length, uint32_t r, L *p) {
-  for (uint32_t k = 0; k <= r; ++k)
-    for (int c = 0; c < C; ++c) p[size_t{k} * C + c] = static_cast<L>(k * uint32_t{values[c]});
-  const L *before = p + size_t{r} * C;
+// them. N lanes a step. The values are taken a chunk at a time, and
+// prepare(from, count) runs on each chunk of them just before its scan (the
+// caller may compute them there, while they are in the first cache).
+template <int N, int C, class Value, class L, class Prepare>
+TESSIVO_INLINE void ExtendedRunningSums(const Value *values, uint32_t length, uint32_t r, L *p, Prepare prepare) {
+  constexpr size_t kChunk = 1024;  // a multiple of every N and C
   L *sums = p + (size_t{r} + 1) * C;
   const size_t count = size_t{length} * C;
-  if constexpr (std::is_same_v<Value, L>) {
-    ScanFrom<N, C>(values, count, sums, before);
-  } else {
-    for (size_t j = 0; j < count; ++j) sums[j] = values[j];
-    ScanFrom<N, C>(static_cast<const L *>(sums), count, sums, before);
+  for (size_t from = 0; from < count; from += kChunk) {
+    const size_t n = std::min(kChunk, count - from);
+    prepare(from, n);
+    if (from == 0)
+      for (uint32_t k = 0; k <= r; ++k)
+        for (int c = 0; c < C; ++c) p[size_t{k} * C + c] = static_cast<L>(k * uint32_t{values[c]});
+    const L *before = from == 0 ? p + size_t{r} * C : sums + from - C;
+    if constexpr (std::is_same_v<Value, L>) {
+      ScanFrom<N, C>(values + from, n, sums + from, before);
+    } else {
+      for (size_t j = from; j < from + n; ++j) sums[j] = values[j];
+      ScanFrom<N, C>(static_cast<const L *>(sums + from), n, sums + from, before);
+    }
   }
   const Value *last = values + (size_t{length} - 1) * C;
   const L *total = sums + count - C;
   L *after = sums + count;
   for (uint32_t k = 0; k < r; ++k)
     for (int c = 0; c < C; ++c) after[size_t{k} * C + c] = static_cast<L>(total[c] + (k + 1) * uint32_t{last[c]});
+}
+
+template <int N, int C, class Value, class L>
+TESSIVO_INLINE void ExtendedRunningSums(const Value *values, uint32_t length, uint32_t r, L *p) {
+  ExtendedRunningSums<N, C>(values, length, r, p, [](size_t, size_t) {});
 }
 
 // out[i] = ((p[i + distance] - p[i]) * weight) >> Shift as a byte: a window
