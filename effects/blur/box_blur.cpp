@@ -217,7 +217,6 @@ TESSIVO_INLINE void ScaleSums(const Sum *__restrict sums, Sum weight, uint8_t *_
 
 // The vertical pass with one sum per byte of the strip, 16-bit for narrow
 // windows.
-
 template <class Sum>
 TESSIVO_INLINE void VerticalStrips(const ByteRows &rows, size_t bytes, uint32_t height, uint32_t r, Sum weight) {
   const uint32_t last = height - 1;
