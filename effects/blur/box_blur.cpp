@@ -165,10 +165,28 @@ ByteRows BytesOf(const BlurImage &image) {
           static_cast<uint8_t *>(image.destination), image.destinationRowBytes / C * size_t{C}};
 }
 
+// A window of at most this many bytes sums to at most 255 * 257 = 65535:
+// 16-bit sums hold it, and (sum * weight) >> 16 is the high half of a 16-bit
+// product.
+constexpr uint32_t kNarrowWindow = 257;
+
+bool Narrow(uint32_t r) { return r > 0 && 2 * r + 1 <= kNarrowWindow; }
+
+// Rows with narrow windows run on 16-bit running sums (wrapping, their
+// differences exact), twice the lanes a step.
 template <int N, int C>
 TESSIVO_INLINE void Horizontal(const BlurImage &image, uint32_t r, uint32_t *p) {
   const ByteRows rows = BytesOf<C>(image);
   const uint32_t weight = 0x10000u / (2 * r + 1);
+  if (Narrow(r)) {
+    auto *narrow = reinterpret_cast<uint16_t *>(p);
+    for (uint32_t y = 0; y < image.height; ++y) {
+      simd::ExtendedRunningSums<2 * N, C>(rows.in(y), image.width, r, narrow);
+      simd::WindowBytesHigh(narrow, (2 * size_t{r} + 1) * C, size_t{image.width} * C, static_cast<uint16_t>(weight),
+                            rows.out(y));
+    }
+    return;
+  }
   for (uint32_t y = 0; y < image.height; ++y) {
     simd::ExtendedRunningSums<N, C>(rows.in(y), image.width, r, p);
     simd::WindowBytes<16>(p, (2 * size_t{r} + 1) * C, size_t{image.width} * C, weight, rows.out(y));
@@ -178,30 +196,55 @@ TESSIVO_INLINE void Horizontal(const BlurImage &image, uint32_t r, uint32_t *p) 
 // Columns a strip of bytes at a time, so the sums stay in the first cache.
 constexpr size_t kStrip = 2048;
 
+// sums[j] += entering[j] - leaving[j], the difference taken in 16 bits (half
+// the widening of two bytes to words); sums of either width.
+template <class Sum>
+TESSIVO_INLINE void MoveSums(Sum *__restrict sums, const uint8_t *__restrict entering,
+                             const uint8_t *__restrict leaving, size_t count) {
+  for (size_t j = 0; j < count; ++j)
+    sums[j] = static_cast<Sum>(sums[j] + static_cast<Sum>(static_cast<int16_t>(entering[j] - leaving[j])));
+}
+
+// out[j] = (sums[j] * weight) >> 16; with 16-bit sums and weight the high
+// half of a 16-bit product.
+template <class Sum>
+TESSIVO_INLINE void ScaleSums(const Sum *__restrict sums, Sum weight, uint8_t *__restrict out, size_t count) {
+  // The empty statement hides where the weight came from: GCC otherwise sees
+  // a 32-bit value masked and multiplies in 32-bit lanes, two vectors a step.
+  if constexpr (sizeof(Sum) == 2) asm("" : "+r"(weight));
+  for (size_t j = 0; j < count; ++j) out[j] = static_cast<uint8_t>((uint32_t{sums[j]} * uint32_t{weight}) >> 16);
+}
+
+// The vertical pass with one sum per byte of the strip, 16-bit for narrow
+// windows.
+template <class Sum>
+TESSIVO_INLINE void VerticalStrips(const ByteRows &rows, size_t bytes, uint32_t height, uint32_t r, Sum weight) {
+  const uint32_t last = height - 1;
+  Sum sums[kStrip];
+  for (size_t left = 0; left < bytes; left += kStrip) {
+    const size_t count = std::min(kStrip, bytes - left);
+    const uint8_t *top = rows.in(0) + left;
+    for (size_t j = 0; j < count; ++j) sums[j] = static_cast<Sum>(top[j] * (r + 1));
+    for (uint32_t i = 1; i <= r; ++i) {
+      const uint8_t *row = rows.in(i) + left;
+      for (size_t j = 0; j < count; ++j) sums[j] = static_cast<Sum>(sums[j] + row[j]);
+    }
+    for (uint32_t y = 0; y < height; ++y) {
+      ScaleSums(sums, weight, rows.out(y) + left, count);
+      MoveSums(sums, rows.in(std::min(y + r + 1, last)) + left, rows.in(y >= r ? y - r : 0) + left, count);
+    }
+  }
+}
+
 template <int C>
 TESSIVO_INLINE void Vertical(const BlurImage &image, uint32_t r) {
   const ByteRows rows = BytesOf<C>(image);
   const uint32_t weight = 0x10000u / (2 * r + 1);
-  const uint32_t last = image.height - 1;
   const size_t bytes = size_t{image.width} * C;
-  uint32_t sums[kStrip];
-  for (size_t left = 0; left < bytes; left += kStrip) {
-    const size_t count = std::min(kStrip, bytes - left);
-    const uint8_t *top = rows.in(0) + left;
-    for (size_t j = 0; j < count; ++j) sums[j] = top[j] * (r + 1);
-    for (uint32_t i = 1; i <= r; ++i) {
-      const uint8_t *row = rows.in(i) + left;
-      for (size_t j = 0; j < count; ++j) sums[j] += row[j];
-    }
-    for (uint32_t y = 0; y < image.height; ++y) {
-      uint8_t *out = rows.out(y) + left;
-      const uint8_t *entering = rows.in(std::min(y + r + 1, last)) + left;
-      const uint8_t *leaving = rows.in(y >= r ? y - r : 0) + left;
-      for (size_t j = 0; j < count; ++j) {
-        out[j] = static_cast<uint8_t>((sums[j] * weight) >> 16);
-        sums[j] += entering[j] - uint32_t{leaving[j]};
-      }
-    }
+  if (Narrow(r)) {
+    VerticalStrips<uint16_t>(rows, bytes, image.height, r, static_cast<uint16_t>(weight));
+  } else {
+    VerticalStrips<uint32_t>(rows, bytes, image.height, r, weight);
   }
 }
 
@@ -224,8 +267,10 @@ TESSIVO_INLINE void TwoDimensional(const BlurImage &image, uint32_t rx, uint32_t
   for (uint32_t y = 0; y < image.height; ++y) {
     const uint8_t *entering = rows.in(std::min(y + ry, lastRow));
     const uint8_t *leaving = rows.in(y > ry ? y - ry - 1 : 0);
-    for (size_t j = 0; j < bytes; ++j) columns[j] += entering[j] - uint32_t{leaving[j]};
-    simd::ExtendedRunningSums<N, C>(columns, image.width, rx, p);
+    // The column sums move a chunk at a time, just before the scan reads them.
+    simd::ExtendedRunningSums<N, C>(columns, image.width, rx, p, [&](size_t from, size_t count) {
+      MoveSums(columns + from, entering + from, leaving + from, count);
+    });
     simd::WindowBytes<23>(p, (2 * size_t{rx} + 1) * C, bytes, weight, rows.out(y));
   }
 }

@@ -151,6 +151,55 @@ TEST(BlurBoxBlur, EveryPassMatchesTheDirectWindow) {
   });
 }
 
+// Widths around the vector widths (in bytes and in ARGB pixels), with the
+// radius up to its largest; long rows and tall columns.
+TEST(BlurBoxBlur, VectorWidthsAndTallWindows) {
+  test::ForEachSimdLevel([](const std::string &level) {
+    SCOPED_TRACE(level);
+    std::mt19937 random(5);
+    for (uint32_t format : {0u, 2u})
+      for (uint32_t w : {15u, 16u, 17u, 31u, 32u, 33u, 63u, 64u, 65u, 66u})
+        for (float r : {1.0f, 3.0f, 7.0f, 15.0f, 1e6f}) {
+          Plane in(w, 9, format, uint32_t(random() % 5)), want(w, 9, format, 3), got(w, 9, format, 3);
+          for (auto &b : in.bytes) b = uint8_t(random());
+          HorizontalBoxBlur(Image(in, got), r, true);
+          DirectHorizontal(in, want, r, true);
+          ASSERT_EQ(got.bytes, want.bytes) << "horizontal " << w << " r " << r << " format " << format;
+          TwoDimensionalBoxBlur(Image(in, got), {r, 1.0f, true});
+          DirectTwoDimensional(in, want, r, 1.0f, true);
+          ASSERT_EQ(got.bytes, want.bytes) << "2-D " << w << " r " << r << " format " << format;
+        }
+    // Rows and columns whose windows reach the largest that 16-bit sums hold
+    // (257 of 255) and just past it, white in one half.
+    for (uint32_t format : {0u, 2u})
+      for (float r : {126.0f, 127.0f, 128.0f, 129.0f, 130.0f}) {
+        const uint32_t w = 600 + format;
+        Plane in(w, 3, format, 2), want(w, 3, format, 1), got(w, 3, format, 1);
+        for (uint32_t y = 0; y < 3; ++y)
+          for (uint32_t x = 0; x < w; ++x)
+            for (uint32_t c = 0; c < in.bytesPerPixel(); ++c) in.at(x, y, int(c)) = x < w / 2 ? 255 : uint8_t(random());
+        HorizontalBoxBlur(Image(in, got), r, true);
+        DirectHorizontal(in, want, r, true);
+        ASSERT_EQ(got.bytes, want.bytes) << "horizontal r " << r << " format " << format;
+        ASSERT_TRUE(got.paddingIntact());
+        TwoDimensionalBoxBlur(Image(in, got), {r, 1.0f, true});
+        DirectTwoDimensional(in, want, r, 1.0f, true);
+        ASSERT_EQ(got.bytes, want.bytes) << "2-D r " << r << " format " << format;
+      }
+    for (uint32_t format : {0u, 2u})
+      for (float r : {126.0f, 127.0f, 128.0f, 129.0f, 130.0f}) {
+        const uint32_t w = format == 2 ? 5 : 19;
+        Plane in(w, 600, format, 1), want(w, 600, format, 2), got(w, 600, format, 2);
+        // White at the top (full windows of 255), random below.
+        for (size_t i = 0; i < in.bytes.size(); ++i) in.bytes[i] = i < in.bytes.size() / 2 ? 255 : uint8_t(random());
+        VerticalBoxBlur(Image(in, got), r, true);
+        DirectVertical(in, want, r, true);
+        ASSERT_EQ(got.bytes, want.bytes) << "vertical r " << r << " format " << format;
+        ASSERT_TRUE(got.paddingIntact());
+      }
+  });
+}
+
 TEST(BlurBoxBlur, EdgeValuesOfWeightsAndChannels) {
   // Radius 0: weight 0x10000, the image comes through unchanged.
   Plane in(5, 3, 2, 0), out(5, 3, 2, 0);

@@ -4,9 +4,11 @@
 // modulo 2^32, which keeps every window sum below 2^32 exact.
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <type_traits>
 #include <utility>
 
 #define TESSIVO_INLINE inline __attribute__((always_inline))
@@ -22,39 +24,47 @@ struct Words {
   typedef uint8_t Bytes __attribute__((vector_size(N)));
 };
 
+// N lanes of type L (32-bit words, or 16-bit sums that wrap sooner).
+template <class L, int N>
+struct LanesOf {
+  typedef L Type __attribute__((vector_size(sizeof(L) * N)));
+};
+
 // Lanes moved up by S places, zeros shifted in.
-template <int N, int S, size_t... I>
-TESSIVO_INLINE void ShiftUp(const typename Words<N>::Type &v, typename Words<N>::Type &out,
-                            std::index_sequence<I...>) {
-  const typename Words<N>::Type zero{};
+template <int N, int S, class V, size_t... I>
+TESSIVO_INLINE void ShiftUp(const V &v, V &out, std::index_sequence<I...>) {
+  const V zero{};
   out = __builtin_shufflevector(v, zero, (I >= S ? int(I) - S : N)...);
 }
 
 // Every lane i takes lane N - C + i % C: the last C lanes repeated.
-template <int N, int C, size_t... I>
-TESSIVO_INLINE void RepeatLast(const typename Words<N>::Type &v, typename Words<N>::Type &out,
-                               std::index_sequence<I...>) {
+template <int N, int C, class V, size_t... I>
+TESSIVO_INLINE void RepeatLast(const V &v, V &out, std::index_sequence<I...>) {
   out = __builtin_shufflevector(v, v, (N - C + int(I) % C)...);
 }
 
-template <int N, int C, int S>
-TESSIVO_INLINE void AddShifted(typename Words<N>::Type &v) {
+template <int N, int C, int S, class V>
+TESSIVO_INLINE void AddShifted(V &v) {
   if constexpr (S < N) {
-    typename Words<N>::Type shifted;
+    V shifted;
     ShiftUp<N, S>(v, shifted, std::make_index_sequence<N>());
     v += shifted;
     AddShifted<N, C, 2 * S>(v);
   }
 }
 
-// out[i] = in[i] + out[i - C] for C <= i < count and in[i] below C, in
-// order: the running sums of C interleaved channels of words (in may be out).
-// N is a multiple of C. Bytes are best widened to words by a loop of their
-// own first: the vectoriser widens many at a time, a conversion here 16 lanes.
-template <int N, int C>
-TESSIVO_INLINE void ScanFrom(const uint32_t *in, size_t count, uint32_t *out) {
-  using V = typename Words<N>::Type;
+// out[i] = in[i] + out[i - C] for C <= i < count and in[i] + start[i] below
+// C, in order: the running sums of C interleaved channels of words (or of
+// 16-bit lanes, N of them a step), carried on from the C sums at start (zero
+// without; in may be out, start not in out). N is a multiple of C. Bytes are
+// best widened by a loop of their own first: the vectoriser widens many at a
+// time, a conversion here 16 lanes.
+template <int N, int C, class L>
+TESSIVO_INLINE void ScanFrom(const L *in, size_t count, L *out, const L *start = nullptr) {
+  using V = typename LanesOf<L, N>::Type;
   V carry{};
+  if (start != nullptr)
+    for (int i = 0; i < N; ++i) carry[i] = start[i % C];
   size_t i = 0;
   for (; i + N <= count; i += N) {
     V v;
@@ -68,32 +78,55 @@ TESSIVO_INLINE void ScanFrom(const uint32_t *in, size_t count, uint32_t *out) {
     carry += totals;
     std::memcpy(out + i, &v, sizeof v);
   }
-  for (; i < count; ++i) out[i] = in[i] + (i >= C ? out[i - C] : 0u);
+  for (; i < count; ++i)
+    out[i] = static_cast<L>(in[i] + (i >= C ? out[i - C] : start != nullptr ? start[i] : L{0}));
 }
 
 // p[i] += p[i - C] for C <= i < count, in order.
-template <int N, int C>
-TESSIVO_INLINE void ScanInPlace(uint32_t *p, size_t count) {
+template <int N, int C, class L>
+TESSIVO_INLINE void ScanInPlace(L *p, size_t count) {
   ScanFrom<N, C>(p, count, p);
 }
 
-// Running sums of `length` pixels of values (one word per channel) extended
+// Running sums of `length` pixels of values (one lane per channel) extended
 // by r copies of the first pixel before and r after the last: p[0..C) = 0,
-// p[(k + 1) * C + c] = sum of the first k + 1 extended samples of channel c.
-// The window of 2r + 1 around pixel x is p[(x + 2r + 1) C + c] - p[x C + c].
-template <int N, int C, class Value>
-TESSIVO_INLINE void ExtendedRunningSums(const Value *values, uint32_t length, uint32_t r, uint32_t *p) {
-  for (int c = 0; c < C; ++c) p[c] = 0;
-  uint32_t *e = p + C;
+// p[(k + 1) * C + c] = sum of the first k + 1 extended samples of channel c,
+// modulo 2^32 (or 2^16 for 16-bit lanes). The window of 2r + 1 around pixel
+// x is p[(x + 2r + 1) C + c] - p[x C + c]. The copies are multiples of an
+// edge pixel, written directly; the scan runs over the pixels themselves,
+// straight from values of the lanes' type, else after a loop that widens
+// them. N lanes a step. The values are taken a chunk at a time, and
+// prepare(from, count) runs on each chunk of them just before its scan (the
+// caller may compute them there, while they are in the first cache).
+template <int N, int C, class Value, class L, class Prepare>
+TESSIVO_INLINE void ExtendedRunningSums(const Value *values, uint32_t length, uint32_t r, L *p, Prepare prepare) {
+  constexpr size_t kChunk = 1024;  // a multiple of every N and C
+  L *sums = p + (size_t{r} + 1) * C;
+  const size_t count = size_t{length} * C;
+  for (size_t from = 0; from < count; from += kChunk) {
+    const size_t n = std::min(kChunk, count - from);
+    prepare(from, n);
+    if (from == 0)
+      for (uint32_t k = 0; k <= r; ++k)
+        for (int c = 0; c < C; ++c) p[size_t{k} * C + c] = static_cast<L>(k * uint32_t{values[c]});
+    const L *before = from == 0 ? p + size_t{r} * C : sums + from - C;
+    if constexpr (std::is_same_v<Value, L>) {
+      ScanFrom<N, C>(values + from, n, sums + from, before);
+    } else {
+      for (size_t j = from; j < from + n; ++j) sums[j] = values[j];
+      ScanFrom<N, C>(static_cast<const L *>(sums + from), n, sums + from, before);
+    }
+  }
+  const Value *last = values + (size_t{length} - 1) * C;
+  const L *total = sums + count - C;
+  L *after = sums + count;
   for (uint32_t k = 0; k < r; ++k)
-    for (int c = 0; c < C; ++c) e[size_t{k} * C + c] = values[c];
-  e += size_t{r} * C;
-  for (size_t j = 0; j < size_t{length} * C; ++j) e[j] = values[j];
-  e += size_t{length} * C;
-  const Value *last = values + size_t{length - 1} * C;
-  for (uint32_t k = 0; k < r; ++k)
-    for (int c = 0; c < C; ++c) e[size_t{k} * C + c] = last[c];
-  ScanInPlace<N, C>(p, (size_t{length} + 2 * size_t{r} + 1) * C);
+    for (int c = 0; c < C; ++c) after[size_t{k} * C + c] = static_cast<L>(total[c] + (k + 1) * uint32_t{last[c]});
+}
+
+template <int N, int C, class Value, class L>
+TESSIVO_INLINE void ExtendedRunningSums(const Value *values, uint32_t length, uint32_t r, L *p) {
+  ExtendedRunningSums<N, C>(values, length, r, p, [](size_t, size_t) {});
 }
 
 // out[i] = ((p[i + distance] - p[i]) * weight) >> Shift as a byte: a window
@@ -102,6 +135,19 @@ template <int Shift>
 TESSIVO_INLINE void WindowBytes(const uint32_t *p, size_t distance, size_t count, uint32_t weight, uint8_t *out) {
   const uint32_t *ahead = p + distance;
   for (size_t i = 0; i < count; ++i) out[i] = static_cast<uint8_t>(((ahead[i] - p[i]) * weight) >> Shift);
+}
+
+// out[i] = ((p[i + distance] - p[i]) * weight) >> 16 as a byte over 16-bit
+// running sums: exact while every window sums to at most 65535; the quotient
+// is the high half of a 16-bit product.
+TESSIVO_INLINE void WindowBytesHigh(const uint16_t *p, size_t distance, size_t count, uint16_t weight,
+                                    uint8_t *out) {
+  // The empty statement hides where the weight came from: GCC otherwise may
+  // see a masked 32-bit value and multiply in 32-bit lanes.
+  asm("" : "+r"(weight));
+  const uint16_t *ahead = p + distance;
+  for (size_t i = 0; i < count; ++i)
+    out[i] = static_cast<uint8_t>((uint32_t{static_cast<uint16_t>(ahead[i] - p[i])} * uint32_t{weight}) >> 16);
 }
 
 // out[i] = floor((p[i + distance] - p[i] + half) / d) for quotients below
