@@ -209,7 +209,7 @@ uint32_t BlurModule::render(HostCall *call, void *target) {
   if (settings_.type != kFastPathType) {
     SoftwareBoxBlur(Region(*outputDesc, source->baseAddress, source->rowBytes, source->width, source->height,
                            *destination),
-                    {amountX, amountY, pixels != 0});
+                    {amountX, amountY, pixels != 0}, &boxScratch_);
   } else if (!tentFastPath(*outputDesc, *source, *destination, amountX, amountY)) {
     softwareFromHalfSize(*outputDesc, *source, *destination, amountX, amountY);
   }
@@ -287,7 +287,7 @@ void BlurModule::softwareFromHalfSize(const ImageDescriptor &output, const Image
   }
   SoftwareBoxBlur({stretched, outWidth * bytes, destination.baseAddress, destination.rowBytes, outWidth, outHeight,
                    format},
-                  {x, y, settings_.isNumberOfPixels != 0});
+                  {x, y, settings_.isNumberOfPixels != 0}, &boxScratch_);
 }
 
 }  // namespace tessivo

@@ -4,6 +4,7 @@
 #pragma once
 
 #include "blur_settings.h"
+#include "box_blur.h"
 
 #include "tessivo/frame/module_instance.h"
 
@@ -60,6 +61,7 @@ class BlurModule : public ModuleInstance {
   uint32_t halfHeight_ = 0;
   uint32_t fullWidth_ = 0;
   uint32_t fullHeight_ = 0;
+  BoxBlurScratch boxScratch_;        // the software blur's row sums, kept between frames
 };
 
 }  // namespace tessivo

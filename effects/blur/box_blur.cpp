@@ -6,6 +6,8 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <new>
+#include <memory>
 #include <cstring>
 
 namespace tessivo {
@@ -306,28 +308,38 @@ TESSIVO_BLUR_PATHS(Avx2, TESSIVO_TARGET_AVX2, 8)
 TESSIVO_BLUR_PATHS(Avx512, TESSIVO_TARGET_AVX512, 16)
 #endif
 
-struct Scratch {
-  uint32_t *words;
-  explicit Scratch(size_t count) : words(static_cast<uint32_t *>(std::malloc(sizeof(uint32_t) * count))) {}
-  ~Scratch() { std::free(words); }
-  Scratch(const Scratch &) = delete;
-  Scratch &operator=(const Scratch &) = delete;
-};
+// `count` words: the caller's kept scratch, grown when needed, else memory of
+// this call's own (held by `own`). Null when the memory cannot be had.
+uint32_t *ScratchWords(BoxBlurScratch *kept, size_t count, std::unique_ptr<uint32_t[]> &own) {
+  if (kept == nullptr) {
+    own.reset(new (std::nothrow) uint32_t[count]);
+    return own.get();
+  }
+  if (kept->words.size() < count) {
+    try {
+      kept->words.resize(count);
+    } catch (const std::bad_alloc &) {
+      return nullptr;
+    }
+  }
+  return kept->words.data();
+}
 
 size_t Channels(const BlurImage &image) { return image.pixelFormat == 2 ? 4 : 1; }
 
 // Each returns false when it did not run (scalar level or no memory), and
 // the scalar path runs instead.
-bool RunHorizontal(const BlurImage &image, uint32_t r) {
+bool RunHorizontal(const BlurImage &image, uint32_t r, BoxBlurScratch *kept) {
   const SimdLevel level = ActiveSimdLevel();
   if (level == SimdLevel::kScalar) return false;
-  const Scratch scratch((size_t{image.width} + 2 * size_t{r} + 1) * Channels(image));
-  if (scratch.words == nullptr) return false;
+  std::unique_ptr<uint32_t[]> own;
+  uint32_t *words = ScratchWords(kept, (size_t{image.width} + 2 * size_t{r} + 1) * Channels(image), own);
+  if (words == nullptr) return false;
 #if defined(__x86_64__)
-  if (level == SimdLevel::kAvx512) return HorizontalAvx512(image, r, scratch.words), true;
-  if (level == SimdLevel::kAvx2) return HorizontalAvx2(image, r, scratch.words), true;
+  if (level == SimdLevel::kAvx512) return HorizontalAvx512(image, r, words), true;
+  if (level == SimdLevel::kAvx2) return HorizontalAvx2(image, r, words), true;
 #endif
-  return HorizontalSse2(image, r, scratch.words), true;
+  return HorizontalSse2(image, r, words), true;
 }
 
 bool RunVertical(const BlurImage &image, uint32_t r) {
@@ -342,16 +354,17 @@ bool RunVertical(const BlurImage &image, uint32_t r) {
 
 // The column sums live in one allocation for the pass; without it nothing
 // is written (true: no other path runs).
-bool RunTwoDimensional(const BlurImage &image, uint32_t rx, uint32_t ry) {
+bool RunTwoDimensional(const BlurImage &image, uint32_t rx, uint32_t ry, BoxBlurScratch *kept) {
   const SimdLevel level = ActiveSimdLevel();
   if (level == SimdLevel::kScalar) return false;
-  const Scratch scratch((2 * size_t{image.width} + 2 * size_t{rx} + 1) * Channels(image));
-  if (scratch.words == nullptr) return true;
+  std::unique_ptr<uint32_t[]> own;
+  uint32_t *words = ScratchWords(kept, (2 * size_t{image.width} + 2 * size_t{rx} + 1) * Channels(image), own);
+  if (words == nullptr) return true;
 #if defined(__x86_64__)
-  if (level == SimdLevel::kAvx512) return TwoDimensionalAvx512(image, rx, ry, scratch.words), true;
-  if (level == SimdLevel::kAvx2) return TwoDimensionalAvx2(image, rx, ry, scratch.words), true;
+  if (level == SimdLevel::kAvx512) return TwoDimensionalAvx512(image, rx, ry, words), true;
+  if (level == SimdLevel::kAvx2) return TwoDimensionalAvx2(image, rx, ry, words), true;
 #endif
-  return TwoDimensionalSse2(image, rx, ry, scratch.words), true;
+  return TwoDimensionalSse2(image, rx, ry, words), true;
 }
 
 }  // namespace vector
@@ -374,8 +387,8 @@ void ForFormat(const BlurImage &image, Radii... radii) {
 
 template <class Format>
 struct HorizontalPass {
-  static void Run(const BlurImage &image, uint32_t r) {
-    if (!vector::RunHorizontal(image, r)) Horizontal<Format>(image, r);
+  static void Run(const BlurImage &image, uint32_t r, BoxBlurScratch *scratch) {
+    if (!vector::RunHorizontal(image, r, scratch)) Horizontal<Format>(image, r);
   }
 };
 template <class Format>
@@ -386,8 +399,8 @@ struct VerticalPass {
 };
 template <class Format>
 struct TwoDimensionalPass {
-  static void Run(const BlurImage &image, uint32_t rx, uint32_t ry) {
-    if (!vector::RunTwoDimensional(image, rx, ry)) TwoDimensional<Format>(image, rx, ry);
+  static void Run(const BlurImage &image, uint32_t rx, uint32_t ry, BoxBlurScratch *scratch) {
+    if (!vector::RunTwoDimensional(image, rx, ry, scratch)) TwoDimensional<Format>(image, rx, ry);
   }
 };
 
@@ -402,9 +415,9 @@ uint32_t BoxRadius(float amount, uint32_t length, bool isNumberOfPixels) {
   return ClampRadius(r, length);
 }
 
-void HorizontalBoxBlur(const BlurImage &image, float amount, bool isNumberOfPixels) {
+void HorizontalBoxBlur(const BlurImage &image, float amount, bool isNumberOfPixels, BoxBlurScratch *scratch) {
   if (!Usable(image)) return;
-  ForFormat<HorizontalPass>(image, BoxRadius(amount, image.width, isNumberOfPixels));
+  ForFormat<HorizontalPass>(image, BoxRadius(amount, image.width, isNumberOfPixels), scratch);
 }
 
 void VerticalBoxBlur(const BlurImage &image, float amount, bool isNumberOfPixels) {
@@ -412,7 +425,7 @@ void VerticalBoxBlur(const BlurImage &image, float amount, bool isNumberOfPixels
   ForFormat<VerticalPass>(image, BoxRadius(amount, image.height, isNumberOfPixels));
 }
 
-void TwoDimensionalBoxBlur(const BlurImage &image, const BlurAmounts &amounts) {
+void TwoDimensionalBoxBlur(const BlurImage &image, const BlurAmounts &amounts, BoxBlurScratch *scratch) {
   if (!Usable(image)) return;
   uint32_t rx = TruncateToUInt32(amounts.x);
   uint32_t ry = TruncateToUInt32(amounts.y);
@@ -423,21 +436,21 @@ void TwoDimensionalBoxBlur(const BlurImage &image, const BlurAmounts &amounts) {
   rx = uint64_t{4} * rx < image.width ? rx : (image.width - 1) >> 1;
   ry = ClampRadius(ry, image.height);
   if (ry == 0) {
-    HorizontalBoxBlur(image, amounts.x, amounts.isNumberOfPixels);
+    HorizontalBoxBlur(image, amounts.x, amounts.isNumberOfPixels, scratch);
   } else if (rx == 0) {
     VerticalBoxBlur(image, amounts.y, amounts.isNumberOfPixels);
   } else {
-    ForFormat<TwoDimensionalPass>(image, rx, ry);
+    ForFormat<TwoDimensionalPass>(image, rx, ry, scratch);
   }
 }
 
-void SoftwareBoxBlur(const BlurImage &image, const BlurAmounts &amounts) {
+void SoftwareBoxBlur(const BlurImage &image, const BlurAmounts &amounts, BoxBlurScratch *scratch) {
   const bool x = amounts.x != 0.0f;
   const bool y = amounts.y != 0.0f;
   if (x && y) {
-    TwoDimensionalBoxBlur(image, amounts);
+    TwoDimensionalBoxBlur(image, amounts, scratch);
   } else if (x) {
-    HorizontalBoxBlur(image, amounts.x, amounts.isNumberOfPixels);
+    HorizontalBoxBlur(image, amounts.x, amounts.isNumberOfPixels, scratch);
   } else if (y) {
     VerticalBoxBlur(image, amounts.y, amounts.isNumberOfPixels);
   }

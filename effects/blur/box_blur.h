@@ -5,6 +5,7 @@
 #pragma once
 
 #include <cstdint>
+#include <vector>
 
 namespace tessivo {
 
@@ -36,10 +37,18 @@ struct BlurAmounts {
 // otherwise becomes (length - 1) >> 1. Floats convert with TruncateToUInt32.
 uint32_t BoxRadius(float amount, uint32_t length, bool isNumberOfPixels);
 
+// Working memory a caller keeps between frames (a row of running sums, or
+// of column sums), so that a blur allocates nothing once a frame of the
+// largest width has run. Without one, each call allocates its own.
+struct BoxBlurScratch {
+  std::vector<uint32_t> words;
+};
+
 // One pass along each row (horizontal) or each column (vertical) with the
 // radius of `amount`: window i - r ... i + r, edge samples replicated, output
 // (w * sum) >> 16 with w = 0x10000 / (2r + 1).
-void HorizontalBoxBlur(const BlurImage &image, float amount, bool isNumberOfPixels);
+void HorizontalBoxBlur(const BlurImage &image, float amount, bool isNumberOfPixels,
+                       BoxBlurScratch *scratch = nullptr);
 void VerticalBoxBlur(const BlurImage &image, float amount, bool isNumberOfPixels);
 
 // The two-dimensional window in one pass over column sums. Both radii come
@@ -49,11 +58,11 @@ void VerticalBoxBlur(const BlurImage &image, float amount, bool isNumberOfPixels
 // w = 0x800000 / ((2rx + 1)(2ry + 1)), the product taken exactly (a product
 // beyond 0x800000 gives w = 0). The column sums live in one allocation for
 // the pass; when it cannot be made nothing is written.
-void TwoDimensionalBoxBlur(const BlurImage &image, const BlurAmounts &amounts);
+void TwoDimensionalBoxBlur(const BlurImage &image, const BlurAmounts &amounts, BoxBlurScratch *scratch = nullptr);
 
 // The blur Blur's software engine runs: both amounts non-zero gives the
 // two-dimensional blur, only x the horizontal one, only y the vertical one,
 // neither nothing. NaN counts as non-zero.
-void SoftwareBoxBlur(const BlurImage &image, const BlurAmounts &amounts);
+void SoftwareBoxBlur(const BlurImage &image, const BlurAmounts &amounts, BoxBlurScratch *scratch = nullptr);
 
 }  // namespace tessivo

@@ -76,7 +76,7 @@ constexpr uint32_t kWidestRadius = (kTentKernelMaxSize - 1) / 2;
 // directions where the tent filter is absent. False when the filter refuses.
 // The filter's scratch is kept between frames and grows only for a larger
 // frame or kernel.
-bool Blur(const BlurPlan &plan, uint32_t radius, std::vector<uint8_t> &tentScratch) {
+bool Blur(const BlurPlan &plan, uint32_t radius, std::vector<uint8_t> &tentScratch, BoxBlurScratch &boxScratch) {
   if (plan.width == 0 || plan.height == 0) {
     return true;
   }
@@ -100,7 +100,7 @@ bool Blur(const BlurPlan &plan, uint32_t radius, std::vector<uint8_t> &tentScrat
     const BlurImage image{plan.source, plan.sourceRowBytes, plan.destination,     plan.destinationRowBytes,
                           plan.width,  plan.height,         plan.planar ? 0u : 2u};
     const auto amount = static_cast<float>(radius);
-    TwoDimensionalBoxBlur(image, {amount, amount, true});
+    TwoDimensionalBoxBlur(image, {amount, amount, true}, &boxScratch);
     return true;
   }
   const vImage_Error scratchSize = tent(nullptr, kvImageEdgeExtend | kvImageGetTempBufferSize);
@@ -202,7 +202,7 @@ uint32_t StripizatorModule::render(HostCall *call, void *target) {
   const uint32_t width = StripeWidth(widthFactor.control().value_or(1.0f), settings_.stripesWidth);
   const BlurPlan plan = PlanBlur(*outputDesc, *source, *destination);
   const bool empty = plan.width == 0 || plan.height == 0;
-  if ((!empty && (plan.source == nullptr || plan.destination == nullptr)) || !Blur(plan, radius, tentScratch_)) {
+  if ((!empty && (plan.source == nullptr || plan.destination == nullptr)) || !Blur(plan, radius, tentScratch_, boxScratch_)) {
     return 0;
   }
   uint32_t &counter = plan.planar ? planar8FrameCounter : argbFrameCounter;

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <vector>
 
+#include "blur/box_blur.h"
 #include "stripizator_settings.h"
 #include "tessivo/frame/module_instance.h"
 
@@ -27,6 +28,7 @@ class StripizatorModule : public ModuleInstance {
   OutputCacheRecord cacheRecord_;
   double requestTime_ = 0.0;          // the time the controllers' requests point at
   std::vector<uint8_t> tentScratch_;  // the tent filter's scratch, kept between frames
+  BoxBlurScratch boxScratch_;         // the box blur's, when the tent filter is absent
 };
 
 }  // namespace tessivo

@@ -124,6 +124,7 @@ TEST(BlurBoxBlur, EveryPassMatchesTheDirectWindow) {
   const float amounts[] = {0.0f, 0.1f, 0.25f, 0.5f, 1.0f, 3.0f, -0.7f, 1e9f, kNaN, kInf, -kInf,
                            1.0f, 2.0f, 4.0f, 7.5f, 30.0f, -2.0f};
   const uint32_t sizes[] = {1, 2, 3, 4, 5, 7, 8, 13, 31, 67, 133};
+  BoxBlurScratch kept;  // every other frame: memory kept across frames of changing sizes
   for (uint32_t format : {0u, 2u})
     for (int trial = 0; trial < 150; ++trial) {
       const uint32_t w = sizes[random() % 11], h = sizes[random() % 9];
@@ -132,7 +133,7 @@ TEST(BlurBoxBlur, EveryPassMatchesTheDirectWindow) {
       Plane in(w, h, format, uint32_t(random() % 9)), want(w, h, format, 4), got(w, h, format, 4);
       for (auto &b : in.bytes) b = uint8_t(random() % 3 == 0 ? 255 * (random() % 2) : random());
       DirectBlur(in, want, x, y, pixels);
-      SoftwareBoxBlur(Image(in, got), {x, y, pixels});
+      SoftwareBoxBlur(Image(in, got), {x, y, pixels}, trial % 2 == 1 ? &kept : nullptr);
       ASSERT_EQ(got.bytes, want.bytes) << "format " << format << " " << w << "x" << h << " amounts " << x << ", "
                                        << y << (pixels ? " pixels" : " fractions");
       ASSERT_TRUE(got.paddingIntact());
@@ -148,6 +149,12 @@ TEST(BlurBoxBlur, EveryPassMatchesTheDirectWindow) {
         ASSERT_EQ(got.bytes, want.bytes) << "2-D " << w << "x" << h << " " << x << ", " << y;
       }
     }
+  // A smaller frame reuses the kept memory instead of allocating.
+  const uint32_t *held = kept.words.data();
+  Plane in(9, 9, 2, 0), out(9, 9, 2, 0);
+  SoftwareBoxBlur(Image(in, out), {1.0f, 1.0f, true}, &kept);
+  EXPECT_EQ(kept.words.data(), held);
+  EXPECT_EQ(level == "scalar", held == nullptr);
   });
 }
 
